@@ -1,0 +1,11 @@
+// Detached worker threads: what a command does after its response has left.
+#pragma once
+
+using WorkerBody = void*(void* arg);
+
+// Starts `body(arg)` on a thread of its own that nobody joins. `arg` must outlive the request (static text, or a value
+// cast to a pointer). Returns 0, or the error number of the thread's creation.
+int start_worker(WorkerBody* body, void* arg);
+
+// Number of workers that have not ended yet.
+unsigned workers_running();

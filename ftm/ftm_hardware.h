@@ -1,0 +1,21 @@
+// Hardware information and sensor results; read only.
+#pragma once
+
+#include "ftm/ftm_command.h"
+
+FtmCommandHandler ftm_diag_req_cmd_get_emmc;
+FtmCommandHandler ftm_diag_req_cmd_get_ddr;
+FtmCommandHandler ftm_diag_req_cmd_readhwver;
+FtmCommandHandler ftm_diag_req_cmd_readboardid;
+FtmCommandHandler ftm_diag_req_cmd_readdevice;
+FtmCommandHandler ftm_diag_req_cmd_reademmcid;
+FtmCommandHandler ftm_diag_req_cmd_readeid;
+FtmCommandHandler ftm_diag_req_cmd_GetNfcCplc;
+FtmCommandHandler ftm_diag_req_cmd_GetLightData;
+FtmCommandHandler ftm_diag_req_cmd_GetLightData2;
+FtmCommandHandler ftm_diag_req_cmd_GetTofData;
+FtmCommandHandler ftm_diag_req_cmd_GetProximityNoise;
+FtmCommandHandler ftm_diag_req_cmd_GetVibrateData;
+FtmCommandHandler ftm_diag_req_cmd_GetAPPLET;
+FtmCommandHandler ftm_diag_req_cmd_SeReset;
+FtmCommandHandler ftm_diag_req_cmd_readsecpatch;

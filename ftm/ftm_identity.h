@@ -1,0 +1,28 @@
+// Device identity: MAC addresses, USB tag, named values, variant flag, DEFT switch, UDID, OMA-DM, country code, LCD
+// current.
+#pragma once
+
+#include "ftm/ftm_command.h"
+
+FtmCommandHandler ftm_diag_req_cmd_readwifimac;
+FtmCommandHandler ftm_diag_req_cmd_writewifimac;
+FtmCommandHandler ftm_diag_req_cmd_readbtmac;
+FtmCommandHandler ftm_diag_req_cmd_writebtmac;
+FtmCommandHandler ftm_diag_req_cmd_readusbtag;
+FtmCommandHandler ftm_diag_req_cmd_writeusbtag;
+FtmCommandHandler ftm_diag_req_cmd_readmhlver;
+FtmCommandHandler ftm_diag_req_cmd_readvc;
+FtmCommandHandler ftm_diag_req_cmd_writevc;
+FtmCommandHandler ftm_diag_req_cmd_readvariantflag;
+FtmCommandHandler ftm_diag_req_cmd_writevariantflag;
+FtmCommandHandler ftm_diag_req_cmd_clearvariantflag;
+FtmCommandHandler ftm_diag_req_cmd_readdeft;
+FtmCommandHandler ftm_diag_req_cmd_writedeft;
+FtmCommandHandler ftm_diag_req_cmd_readudid;
+FtmCommandHandler ftm_diag_req_cmd_writeudid;
+FtmCommandHandler ftm_diag_req_cmd_readomadm;
+FtmCommandHandler ftm_diag_req_cmd_writeomadm;
+FtmCommandHandler ftm_diag_req_cmd_writecountrycode;
+FtmCommandHandler ftm_diag_req_cmd_readcountrycode;
+FtmCommandHandler ftm_diag_req_cmd_writelcdcurrent;
+FtmCommandHandler ftm_diag_req_cmd_readlcdcurrent;

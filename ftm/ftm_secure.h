@@ -1,0 +1,16 @@
+// Secure provisioning commands: fuses, RPMB key, token backup, Widevine and attestation keyboxes, boot flags.
+#pragma once
+
+#include "ftm/ftm_command.h"
+
+FtmCommandHandler ftm_diag_req_cmd_readfuse;
+FtmCommandHandler ftm_diag_req_cmd_writefuse;
+FtmCommandHandler ftm_diag_req_cmd_tokbackup;
+FtmCommandHandler ftm_diag_req_cmd_checkrpmbprovision;
+FtmCommandHandler ftm_diag_req_cmd_dorpmbprovision;
+FtmCommandHandler ftm_diag_req_cmd_installwidevinekey;
+FtmCommandHandler ftm_diag_req_cmd_checkwidevinekey;
+FtmCommandHandler ftm_diag_req_cmd_writeveritycfg;
+FtmCommandHandler ftm_diag_req_cmd_rmavbrollback;
+FtmCommandHandler ftm_diag_req_cmd_installkeybox;
+FtmCommandHandler ftm_diag_req_cmd_checkkeybox;

@@ -1,0 +1,26 @@
+// Factory flags and simple status: software version, board number, SIM, storage, battery, lights, device model.
+#pragma once
+
+#include "ftm/ftm_command.h"
+
+FtmCommandHandler ftm_diag_req_cmd_writeswversion;
+FtmCommandHandler ftm_diag_req_cmd_storeboardnum;
+FtmCommandHandler ftm_diag_req_cmd_writeefsrecovery;
+FtmCommandHandler ftm_diag_req_cmd_startkph;
+FtmCommandHandler ftm_diag_req_cmd_stopkph;
+FtmCommandHandler ftm_diag_req_cmd_readswver;
+FtmCommandHandler ftm_diag_req_cmd_writeswver;
+FtmCommandHandler ftm_diag_req_cmd_checkuserlogflag;
+FtmCommandHandler ftm_diag_req_cmd_readsimslot1status;
+FtmCommandHandler ftm_diag_req_cmd_readsimslot2status;
+FtmCommandHandler ftm_diag_req_cmd_is_ufs;
+FtmCommandHandler ftm_diag_req_cmd_get_battery_status;
+FtmCommandHandler ftm_diag_req_cmd_get_battery_present;
+FtmCommandHandler ftm_diag_req_cmd_read_factory_flag;
+FtmCommandHandler ftm_diag_req_cmd_cleanapkpara;
+FtmCommandHandler ftm_diag_req_cmd_checkapkpara;
+FtmCommandHandler ftm_diag_req_cmd_checkcardto;
+FtmCommandHandler ftm_diag_req_cmd_checkbreathled;
+FtmCommandHandler ftm_diag_req_cmd_openfanlight;
+FtmCommandHandler ftm_diag_req_cmd_checkfanlight;
+FtmCommandHandler ftm_diag_req_cmd_get_device_model;

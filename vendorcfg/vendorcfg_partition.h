@@ -1,0 +1,36 @@
+// The partition that holds the vendor configuration store: which device, and the transfer of the whole image.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t kVendorcfgImageSize = 8192;  // bytes of the store image
+constexpr long kVendorcfgImageOffset = 4096;  // where it begins on the partition
+
+// The one in-memory copy of the image; every record operation reads it anew and writes it back.
+extern uint8_t workbuffer[kVendorcfgImageSize];
+extern const char* vendorcfg_blk_path;
+extern int32_t blk_majorid;
+extern int32_t blk_minorid;
+
+// Reads the image into `buffer` (kVendorcfgImageSize bytes). 0, or -1 when less than the whole was read.
+int restore(uint8_t* buffer);
+// Writes the image. 0, or -1 when less than the whole was written.
+int save(const uint8_t* buffer);
+int pl_restore(uint8_t* buffer);
+int pl_save(const uint8_t* buffer);
+
+// Empties the whole store.
+int cleancfg();
+// Always 1.
+int checksize();
+// Points vendorcfg_blk_path at the first candidate that exists; changes nothing when there is none.
+void get_valid_blk_path();
+
+// The private device node "/dev/__vcfg__" of the partition that the uevent scan finds, and its removal.
+int create_vendorcfg_node();
+int remove_vendorcfg_node();
+// Scans "/sys/class/block" for the partition's device number (blk_majorid, blk_minorid). Always 0.
+int get_major_minor_id();
+// Looks at one uevent file. 0 when it names a partition, else -1.
+int try_uevent(const char* path);
