@@ -20,6 +20,19 @@ int save(const uint8_t* buffer);
 int pl_restore(uint8_t* buffer);
 int pl_save(const uint8_t* buffer);
 
+// What became of one transfer of the image.
+enum class CfgTransfer {
+    kWhole,    // all bytes moved
+    kShort,    // some or none moved; a buffer read into holds what arrived
+    kRefused,  // no device, or locked by another process: nothing was looked at
+};
+
+// As restore, telling a short transfer from a refused one.
+CfgTransfer read_image(uint8_t* buffer);
+// As save. With `current` false the lock is still asked for but nothing is written, so that an image that was composed
+// without a look at the partition never replaces the records there.
+CfgTransfer write_image(const uint8_t* buffer, bool current);
+
 // Empties the whole store.
 int cleancfg();
 // Always 1.
