@@ -1,0 +1,313 @@
+// The factory information store: its file, its two commands and its publishing.
+#include "factory/factory_info.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <new>
+
+#include "daemon/diag_packet.h"
+#include "factory/factory_info_document.h"
+#include "ftm/ftm_files.h"
+#include "platform/include/log.h"
+#include "platform/include/properties.h"
+
+namespace {
+
+constexpr uint8_t kSubsystem = 253;
+constexpr uint16_t kReadCommand = 3;
+constexpr uint16_t kWriteCommand = 4;
+constexpr size_t kGroupsOffset = 10;    // behind the header, u32 total length and u16 number of groups
+constexpr size_t kReadHead = 14;        // response: header, u32 status, u32 total length, u16 number of records
+constexpr size_t kMaxResponse = 65535;  // what a frame carries
+constexpr size_t kReadLimit = 2 << 20;  // a file beyond this is no factory information
+constexpr size_t kPropertyNameSize = 32;
+constexpr const char* kFileName = "/factoryinfo.xml";
+
+constexpr const char* kPublishedKeys[] = {"sample",           "color",      "operator", "TPstatus",
+                                          "anti_usb_install", "DateofManu", "bis_flag"};
+
+constexpr DiagDispatchEntry info_entries[] = {
+    {kReadCommand, kReadCommand, diag_factory_read_cmd},
+    {kWriteCommand, kWriteCommand, diag_factory_write_cmd},
+};
+
+// The groups of a request, as far as the packet describes them.
+struct InfoRequest {
+    uint32_t total_length;  // as the tool computed it
+    uint16_t number_group;
+    std::vector<FactoryKey> keys;
+    size_t computed_length;  // what the total length should be; groups that are missing count as empty ones
+    bool complete;           // the packet holds every group whole
+};
+
+std::string request_bytes(RequestView request, size_t offset, size_t size) {
+    std::string bytes(size, '\0');
+    request_copy(request, offset, bytes.data(), size);
+    return bytes;
+}
+
+void parse_groups(RequestView request, bool with_values, const char* name, InfoRequest* info) {
+    const size_t counts = with_values ? 2 : 1;
+    size_t offset = kGroupsOffset;
+    size_t groups = 0;
+    for (; groups < info->number_group && offset < request.size; ++groups) {
+        FactoryKey key;
+        key.name = request_bytes(request, offset + 1, request_u8(request, offset));
+        offset += 1 + key.name.size();
+        if (with_values) {
+            key.value = request_bytes(request, offset + 1, request_u8(request, offset));
+            offset += 1 + key.value.size();
+            ALOGD("%s: data_name_len: %d, data_name: %s, data_value_length: %d, data_value: %s", name,
+                  static_cast<int>(key.name.size()), key.name.c_str(), static_cast<int>(key.value.size()),
+                  key.value.c_str());
+        } else {
+            ALOGD("%s: data_name_len: %d, data_name :%s\n", name, static_cast<int>(key.name.size()), key.name.c_str());
+        }
+        info->keys.push_back(std::move(key));
+    }
+    info->computed_length = offset + (info->number_group - groups) * counts;
+    info->complete = groups == info->number_group && offset <= request.size && request.size >= kGroupsOffset;
+}
+
+// False when there is no memory for the groups (logged).
+bool parse_request(RequestView request, bool with_values, const char* name, InfoRequest* info) {
+    info->total_length = request_u32(request, 4);
+    info->number_group = request_u16(request, 8);
+    ALOGD("%s: total_length: %d, number_group :%d", name, static_cast<int>(info->total_length), info->number_group);
+    try {
+        parse_groups(request, with_values, name, info);
+    } catch (const std::bad_alloc&) {
+        ALOGD("%s: mem_alloc_fail\n", name);
+        return false;
+    }
+    if (info->total_length != info->computed_length) {
+        ALOGE("%s: warning! total length [%d] != req_len [%d]\n", name, static_cast<int>(info->total_length),
+              static_cast<int>(info->computed_length));
+    }
+    return true;
+}
+
+// False when the file cannot be read whole.
+bool read_document(const char* path, std::string* document) {
+    const UniqueFd file(device_open(path, O_RDONLY | O_CLOEXEC));
+    char chunk[4096];
+    ssize_t count = file.ok() ? 1 : -1;
+    while (count > 0 && document->size() < kReadLimit) {
+        count = read_once(file.get(), chunk, sizeof(chunk));
+        document->append(chunk, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return count == 0;
+}
+
+bool write_whole(int fd, const std::string& content) {
+    size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = write(fd, content.data() + written, content.size() - written);
+        if (count <= 0 && errno != EINTR) {
+            return false;
+        }
+        written += static_cast<size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
+}
+
+// Gives a file that takes another's place the other's mode and owner, as far as that may be had.
+void keep_owner(int fd, const char* path) {
+    struct stat st = {};
+    if (device_stat(path, &st) == 0) {
+        (void)fchmod(fd, st.st_mode & 07777);
+        (void)!fchown(fd, st.st_uid, st.st_gid);
+    }
+}
+
+// Replaces the file in one step: whoever looks finds the old document or the new one. False: the old one is in place.
+bool save_document(const std::string& path, const std::string& document) {
+    const std::string beside = path + ".new";
+    UniqueFd file(device_open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (!file.ok()) {
+        return false;
+    }
+    keep_owner(file.get(), path.c_str());
+    bool saved = write_whole(file.get(), document);
+    (void)fsync(file.get());  // a failure shows again, and counts, once the file is in place
+    saved = file.close() == 0 && saved;
+    saved = saved && device_rename(beside.c_str(), path.c_str()) == 0;
+    if (!saved) {
+        const int error = errno;
+        (void)device_unlink(beside.c_str());
+        errno = error;
+    }
+    return saved;
+}
+
+FactoryInfoStatus sync_document(const std::string& path) {
+    const UniqueFd file(device_open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const UniqueFd dir(device_open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file.ok() || !dir.ok()) {
+        ALOGE("Do fsync, open file fail\n");
+        return kInfoNotSynced;
+    }
+    if (fsync(file.get()) != 0 || fsync(dir.get()) != 0) {
+        ALOGE("Do fsync fail\n");
+        return kInfoNotSynced;
+    }
+    return kInfoOk;
+}
+
+FactoryInfoStatus erase_document(const char* path) {
+    ALOGD("try to erase factory info xml\n");
+    if (device_remove(path) != 0) {
+        ALOGE("factory info xml %s\n", strerror(errno));
+        return kInfoFailed;
+    }
+    return kInfoOk;
+}
+
+void* info_response(uint16_t command, unsigned size, FactoryInfoStatus status) {
+    auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kSubsystem, command, size));
+    if (rsp != nullptr) {
+        put_u32(rsp + kDiagHeaderSize, status);
+    }
+    return rsp;
+}
+
+size_t records_size(const std::vector<FactoryKey>& records) {
+    size_t size = 0;
+    for (const FactoryKey& record : records) {
+        size += record.name.size() + record.value.size() + 2;
+    }
+    return size;
+}
+
+uint8_t* put_counted(uint8_t* out, const std::string& bytes) {
+    *out = static_cast<uint8_t>(bytes.size());
+    memcpy(out + 1, bytes.data(), bytes.size());
+    return out + 1 + bytes.size();
+}
+
+void publish_key(const char* name, const char* key, const char* value) {
+    const bool published = std::any_of(std::begin(kPublishedKeys), std::end(kPublishedKeys),
+                                       [key](const char* known) { return strcmp(known, key) == 0; });
+    if (!published) {
+        return;
+    }
+    ALOGD("val = %s\n", value);
+    char property[kPropertyNameSize];
+    (void)snprintf(property, sizeof(property), "ftmd.%s", key);
+    if (property_set(property, value) != 0) {
+        ALOGE("%s error\n", name);
+    }
+}
+
+}  // namespace
+
+const DiagDispatchTable diag_factory_info_table = diag_table(kSubsystem, info_entries);
+
+void* diag_factory_write_cmd(const void* request, uint16_t length) {
+    ALOGD("%s: enter", __func__);
+    InfoRequest info = {};
+    FactoryInfoStatus status = kInfoNoMemory;
+    if (parse_request(request_view(request, length), true, __func__, &info)) {
+        // A packet that ends early stores nothing, and erases nothing.
+        status = info.complete ? store_data_to_file(info.keys, info.number_group == 0) : kInfoFailed;
+    }
+    void* rsp = info_response(kWriteCommand, 8, status);
+    if (rsp == nullptr) {
+        ALOGE("%s: diagpkt_subsys_alloc failed", __func__);
+    }
+    return rsp;
+}
+
+void* diag_factory_read_cmd(const void* request, uint16_t length) {
+    ALOGD("%s: enter\n", __func__);
+    InfoRequest info = {};
+    std::vector<FactoryKey> found;
+    FactoryInfoStatus status = kInfoNoMemory;
+    if (parse_request(request_view(request, length), false, __func__, &info)) {
+        status = read_data_from_file(info.keys, info.number_group, &found);
+    }
+    const size_t data_length = records_size(found);
+    ALOGD("%s: data len : %d\n", __func__, static_cast<int>(data_length));
+    const auto size = static_cast<unsigned>(kReadHead + data_length);
+    auto* rsp = static_cast<uint8_t*>(info_response(kReadCommand, size, status));
+    if (rsp == nullptr) {
+        ALOGE("%s: diagpkt_subsys_alloc failed\n", __func__);
+        return nullptr;
+    }
+    put_u32(rsp + 8, size);
+    put_u16(rsp + 12, static_cast<uint16_t>(found.size()));
+    uint8_t* out = rsp + kReadHead;
+    for (const FactoryKey& record : found) {
+        out = put_counted(put_counted(out, record.name), record.value);
+    }
+    return rsp;
+}
+
+FactoryInfoStatus store_data_to_file(const std::vector<FactoryKey>& keys, bool erase) {
+    ALOGD("%s enter\n", __func__);
+    if (!factory_info_storable(keys)) {
+        ALOGE("%s: a key or a value cannot stand in the document\n", __func__);
+        return kInfoFailed;
+    }
+    const std::string path = persist_path(kFileName);
+    if (erase) {
+        return erase_document(path.c_str());
+    }
+    std::string old_document;
+    const bool exists = is_file_exist(path.c_str()) == 0;
+    if (!exists) {
+        ALOGD("Xml file not exist, create it first\n");
+    } else {
+        ALOGD("Xml file exist\n");
+        if (device_access(path.c_str(), W_OK) != 0) {
+            ALOGE("no permission write file %s\n", path.c_str());
+            return kInfoFailed;
+        }
+        ALOGD("access file, writable\n");
+        if (!read_document(path.c_str(), &old_document)) {
+            ALOGE("read factory xml file error\n");
+            return kInfoFailed;
+        }
+    }
+    std::string document;
+    const FactoryInfoStatus status = factory_info_update(exists ? &old_document : nullptr, keys, &document);
+    if (status != kInfoOk) {
+        return status;
+    }
+    if (!save_document(path, document)) {
+        ALOGE("save %s failed %s\n", path.c_str(), strerror(errno));
+        return kInfoFailed;
+    }
+    return sync_document(path);
+}
+
+FactoryInfoStatus read_data_from_file(const std::vector<FactoryKey>& requested, uint16_t requested_count,
+                                      std::vector<FactoryKey>* found) {
+    ALOGD("%s enter\n", __func__);
+    const std::string path = persist_path(kFileName);
+    std::string document;
+    (void)read_document(path.c_str(), &document);  // what cannot be read cannot be parsed either
+    const FactoryInfoStatus status =
+        factory_info_find(document, path.c_str(), requested, kMaxResponse - kReadHead, found);
+    if (status != kInfoOk) {
+        return status;
+    }
+    return found->size() == requested_count ? kInfoOk : kInfoIncomplete;
+}
+
+void init_prop_from_xml(int mode) {
+    ALOGD("%s enter\n", __func__);
+    const char* name = __func__;
+    const std::string path = persist_path(kFileName);
+    std::string document;
+    (void)read_document(path.c_str(), &document);  // as above
+    factory_info_for_each(document, path.c_str(), name, [name, mode](const char* key, const char* value) {
+        if ((mode & 3) != 0) {
+            publish_key(name, key, value);
+        }
+    });
+}

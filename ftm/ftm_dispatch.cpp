@@ -1,0 +1,242 @@
+// The FTM command service: routing of text-named requests to the handlers of the two command maps.
+#include "ftm/ftm_dispatch.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "daemon/diag_packet.h"
+#include "daemon/worker.h"
+#include "factory/factory_info.h"
+#include "ftm/ftm_command.h"
+#include "ftm/ftm_power.h"
+#include "ftm/ftm_properties.h"
+#include "peripheral/led_key_control.h"
+#include "peripheral/nfc_audio.h"
+#include "platform/include/log.h"
+
+namespace {
+
+constexpr uint8_t kFtmSubsystem = 11;
+constexpr uint16_t kMainCommand = 32766;
+constexpr uint16_t kExtCommand = 32767;
+constexpr uint16_t kBattCommand = 32765;
+constexpr unsigned kShortResponse = 256;
+constexpr unsigned kExtResponse = 4096;
+constexpr size_t kStatusOffset = 4;
+constexpr size_t kMessageOffset = 5;
+constexpr int kPublishAll = 2;  // mode of init_prop_from_xml
+
+constexpr DiagDispatchEntry ftm_entries[] = {
+    {kMainCommand, kMainCommand, ftm_diag_dispatch},
+    {kExtCommand, kExtCommand, ftm_diag_ext_dispatch},
+    {kBattCommand, kBattCommand, ftm_diag_batt_dispatch},
+};
+constexpr DiagDispatchEntry usb_serialno_entries[] = {
+    {54, 54, get_usb_serialno},
+};
+constexpr DiagDispatchTable ftm_table = diag_table(kFtmSubsystem, ftm_entries);
+constexpr DiagDispatchTable usb_serialno_table = diag_table(kFtmSubsystem, usb_serialno_entries);
+// What each dispatcher registers again after an over-long request.
+constexpr DiagDispatchTable ftm_again_table = diag_table(kFtmSubsystem, ftm_entries);
+constexpr DiagDispatchTable ftm_ext_again_table = diag_table(kFtmSubsystem, ftm_entries);
+constexpr DiagDispatchTable ftm_batt_again_table = diag_table(kFtmSubsystem, ftm_entries);
+
+// A request as handlers may read it: a copy of its own, followed by zeros, so that the name ends inside and so does
+// every argument that a handler reads.
+struct FtmRequest {
+    char text[kMaxRequestLength + kFtmArgsMin + 1];  // from the command name on
+    const char* cmd;
+    const unsigned char* args;
+};
+
+void ftm_request_copy(const void* req, uint16_t req_len, FtmRequest* request) {
+    request_copy(request_view(req, req_len), kDiagHeaderSize, request->text, sizeof(request->text));
+    request->cmd = request->text;
+    request->args = reinterpret_cast<const unsigned char*>(request->text) + strlen(request->text) + 1;
+}
+
+// What the handlers of one request report through, shared by all that match.
+struct FtmResultBlock {
+    unsigned char reserved[4];
+    unsigned char rsp_status;
+    unsigned char
+        rsp_msg[kFtmMsgSize + 8];  // a certificate request fills its u16 length, 4093 bytes and two terminators
+};
+
+// Allocates a response for a dispatcher and clears what lies behind its header. Null: logged.
+uint8_t* ftm_response(const char* name, uint16_t command, unsigned size) {
+    auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kFtmSubsystem, command, size));
+    if (rsp == nullptr) {
+        ALOGE("%s: diag pkt alloc failed!\n", name);
+    }
+    return rsp;
+}
+
+void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
+    memset(rsp + kDiagHeaderSize, 0, kShortResponse - kDiagHeaderSize);
+    ALOGD("%s: e\n", __func__);
+    static FtmRequest request;  // one request at a time: not worth 20 KiB of stack
+    ftm_request_copy(req, req_len, &request);
+    FtmResultBlock result = {};
+    ALOGD("%s: req pkt: cmd: %s\n", __func__, request.cmd);
+    bool handled = false;
+    for (size_t i = 0; i < kFtmMainMapSize; ++i) {
+        const FtmCommandEntry& row = ftm_diag_req_cmd_map[i];
+        if (strcasecmp(row.cmd, request.cmd) != 0) {
+            continue;
+        }
+        ALOGD(
+            "ftm_diag_req_cmd_map[%d].cmd = %s,ftm_diag_req_pkt.cmd = %s,strlen(ftm_diag_req_cmd_map[%d].cmd) = %zu\n",
+            static_cast<int>(i), row.cmd, request.cmd, static_cast<int>(i), strlen(row.cmd));
+        (void)row.handler(request.cmd, request.args, result.rsp_msg, &result.rsp_status);
+        handled = true;
+    }
+    if (!handled) {
+        result.rsp_status = kFtmUnknown;
+    }
+    rsp[kStatusOffset] = result.rsp_status;
+    rsp[kMessageOffset] = result.rsp_msg[0];
+    ALOGD("%s: x\n", __func__);
+}
+
+// Bytes of the message that a row's copy rule sends.
+size_t message_length(FtmCopy copy, const FtmResultBlock& result) {
+    constexpr size_t kSixBytes = 6;
+    const unsigned char* msg = result.rsp_msg;
+    const size_t text = strnlen(reinterpret_cast<const char*>(msg), kFtmMsgSize);
+    const auto counted = static_cast<int16_t>(get_u16(msg) + 2);  // Kept: a signed 16-bit number
+    switch (copy) {
+        case FtmCopy::kText:
+            return text + 1;
+        case FtmCopy::kId32:
+            return 32;
+        case FtmCopy::kVc:
+            return text + 2 + msg[text + 1];
+        case FtmCopy::kCsr:
+            return counted > static_cast<int>(kSixBytes) && result.rsp_status == kFtmSuccess
+                       ? static_cast<size_t>(counted)
+                       : kSixBytes;
+        case FtmCopy::kSix:
+            break;
+    }
+    return kSixBytes;
+}
+
+void copy_message(FtmCopy copy, const FtmResultBlock& result, uint8_t* rsp) {
+    const size_t room = kExtResponse - kMessageOffset;
+    const size_t length = message_length(copy, result);
+    memcpy(rsp + kMessageOffset, result.rsp_msg, std::min(length, room));
+    if (copy == FtmCopy::kText && length > room) {
+        rsp[kExtResponse - 1] = '\0';  // a cut text still ends
+    }
+}
+
+void ftm_diag_req_ext_process(const void* req, uint16_t req_len, uint8_t* rsp) {
+    ALOGD("%s: e\n", __func__);
+    static FtmRequest request;  // as in ftm_diag_req_process
+    ftm_request_copy(req, req_len, &request);
+    FtmResultBlock result = {};
+    ALOGD("%s: req pkt: cmd: %s\n", __func__, request.cmd);
+    bool is_diag_handled = false;
+    for (const FtmExtCommandEntry& row : ftm_diag_req_ext_cmd_map) {
+        if (strncasecmp(row.cmd, request.cmd, strlen(row.cmd)) != 0) {
+            continue;
+        }
+        (void)row.handler(request.cmd, request.args, result.rsp_msg, &result.rsp_status);
+        rsp[kStatusOffset] = result.rsp_status;
+        copy_message(row.copy, result, rsp);
+        is_diag_handled = true;
+    }
+    if (!is_diag_handled) {
+        ALOGD("%s: is_diag_handled not found\n", __func__);
+        rsp[kStatusOffset] = kFtmUnknown;
+    }
+    ALOGD("%s: x\n", __func__);
+}
+
+// "setfactorymode": answers at once; the worker waits for the USB cable to go.
+void ftm_diag_req_cmd_writefactorymode(uint8_t* rsp) {
+    ALOGD("%s: e\n", __func__);
+    (void)start_worker(ftm_writefactorymode_thread, nullptr);  // Kept: status 0 even when there is no worker
+    ALOGD("%s: x\n", __func__);
+    memset(rsp + kStatusOffset, 0, 7);
+}
+
+void ftm_diag_req_batt_process(const void* req, uint16_t req_len, uint8_t* rsp) {
+    constexpr char kCommand[] = "setfactorymode";
+    ALOGD("%s: e\n", __func__);
+    static FtmRequest request;  // as in ftm_diag_req_process
+    ftm_request_copy(req, req_len, &request);
+    ALOGD("%s: req pkt: cmd: %s\n", __func__, request.cmd);
+    if (strncasecmp(request.cmd, kCommand, sizeof(kCommand) - 1) == 0) {
+        ftm_diag_req_cmd_writefactorymode(rsp);
+    } else {
+        rsp[kStatusOffset] = kFtmUnknown;
+    }
+    ALOGD("%s: x\n", __func__);
+}
+
+}  // namespace
+
+void* ftm_diag_dispatch(const void* req, uint16_t req_len) {
+    ALOGD("%s: e\n", __func__);
+    if (recovered_from_long_request(__func__, req_len, ftm_again_table)) {
+        return nullptr;
+    }
+    uint8_t* rsp = ftm_response(__func__, kMainCommand, kShortResponse);
+    if (rsp == nullptr) {
+        return nullptr;
+    }
+    ftm_diag_req_process(req, req_len, rsp);
+    ALOGD("%s: x\n", __func__);
+    return rsp;
+}
+
+void* ftm_diag_ext_dispatch(const void* req, uint16_t req_len) {
+    ALOGE("%s: e\n", __func__);
+    if (recovered_from_long_request(__func__, req_len, ftm_ext_again_table)) {
+        return nullptr;
+    }
+    uint8_t* rsp = ftm_response(__func__, kExtCommand, kExtResponse);
+    if (rsp == nullptr) {
+        return nullptr;
+    }
+    ALOGE("%s: diag pkt alloc rsp adress %x\n", __func__, static_cast<unsigned>(reinterpret_cast<uintptr_t>(rsp)));
+    memset(rsp + kDiagHeaderSize, 0, kExtResponse - kDiagHeaderSize);
+    ftm_diag_req_ext_process(req, req_len, rsp);
+    ALOGE("%s: x\n", __func__);
+    return rsp;
+}
+
+void* ftm_diag_batt_dispatch(const void* req, uint16_t req_len) {
+    ALOGE("%s: e\n", __func__);
+    if (recovered_from_long_request(__func__, req_len, ftm_batt_again_table)) {
+        return nullptr;
+    }
+    uint8_t* rsp = ftm_response(__func__, kBattCommand, kShortResponse);
+    if (rsp == nullptr) {
+        return nullptr;
+    }
+    ftm_diag_req_batt_process(req, req_len, rsp);
+    ALOGE("%s: x\n", __func__);
+    return rsp;
+}
+
+int ftm_diag_init() {
+    ALOGD("%s: e\n", __func__);
+    const DiagDispatchTable* const tables[] = {
+        &ftm_table,          &ftm_diag_nfc_table, &ftm_diag_audio_table, &control_diag_table,
+        &usb_serialno_table, &ftm_diag_led_table, &ftm_diag_key_table,   &diag_factory_info_table,
+    };
+    for (const DiagDispatchTable* table : tables) {
+        diagpkt_tbl_reg(table);
+    }
+    init_prop_from_xml(kPublishAll);
+    ftm_diag_set_countrycode_prop();
+    ftm_diag_set_fanlight_prop();
+    ftm_diag_set_lcdcurrent_prop();
+    ALOGD("%s: enter loop...\n", __func__);
+    return 1;
+}
