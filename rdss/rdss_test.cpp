@@ -1,33 +1,289 @@
-// The RDSS chip test: power, antenna switches and the exchanges with the chip. Not built yet: every name answers as an
-// unknown one.
+// The RDSS chip test: power, antenna switches and the exchanges with the chip. Sentences are the sentence reader's, the
+// line is the serial port's.
 #include "rdss/rdss_test.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "platform/include/device.h"
+#include "platform/include/handles.h"
+#include "platform/include/log.h"
+#include "rdss/sentence_reader.h"
+#include "rdss/serial_port.h"
+
+namespace {
+
+constexpr const char* kPowerNode = "/sys/devices/platform/soc/soc:orb_rchip/orb-rchip/power_on";
+constexpr const char* kGpsSwitchNode = "/sys/devices/platform/soc/soc:orb_rchip/orb-rchip/bd_gps_sw";
+constexpr const char* kWifiSwitchNode = "/sys/devices/platform/soc/soc:orb_rchip/orb-rchip/bd_wifi_sw";
+constexpr char kOn = '1';
+constexpr char kOff = '0';
+constexpr char kNeverSet = '2';
+
+constexpr int kAttempts = 3;
+constexpr int kAnswerTimeoutMs = 2000;
+constexpr int kReceiveSize = 256;
+constexpr int kReceiveTimeoutMs = 20;
+constexpr unsigned kReceivePauseUs = 200000;
+constexpr size_t kShortFrame = 32;
+constexpr size_t kLongFrame = 2048;
+
+// "hh" stands where a checksum would be and is sent as it is.
+constexpr const char* kStopSentence = "$QXDFTSTOP,01*hh\r\n";
+constexpr const char* kCnSentence = "$QXDFTCNQ,01*hh\r\n";
+constexpr const char* kCnNewSentence = "$CCPWS,64,3,10*hh\r\n";
+constexpr const char* kMessageHead = "$CCTCQ,2031958,1,0,1,0,0,";
+constexpr const char* kMessageTail = ",1*hh\r\n";
+constexpr int kMessageRepeats = 11;
+constexpr char kMessageText[] =
+    "高高兴兴高高兴兴开心高高兴兴高高兴兴开心高高兴兴高高兴兴开心"
+    "高高兴兴高高兴兴开心高高兴兴高高兴兴开心高高兴兴高高兴兴开心";
+static_assert(sizeof(kMessageText) == 180 + 1);
+
+UniqueFd open_node(const char* path) {
+    return UniqueFd(device_open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_TRUNC | O_CLOEXEC));
+}
+
+// The functions of the test flow are named as they stand in the log lines.
+
+// Writes one character to both antenna switches. Returns 0, or 1 when either cannot be opened.
+int switch_antennas(char state) {
+    const UniqueFd gps = open_node(kGpsSwitchNode);
+    const UniqueFd wifi = open_node(kWifiSwitchNode);
+    if (!gps.ok() || !wifi.ok()) {
+        const int error = errno;
+        ALOGE("failed to open file %s, error = %s", kGpsSwitchNode, strerror(error));
+        ALOGE("failed to open file %s, error = %s", kWifiSwitchNode, strerror(error));
+        return 1;
+    }
+    // A switch that refuses shows in the chip's answers.
+    (void)!write(gps.get(), &state, 1);
+    (void)!write(wifi.get(), &state, 1);
+    return 0;
+}
+
+int openAntenna() { return switch_antennas(kOn); }
+
+int closeAntenna() { return switch_antennas(kOff); }
+
+int write_power(int node, char wanted) {
+    if (lseek(node, 0, SEEK_SET) < 0) {
+        ALOGE("failed to seek back to head of file %s, error = %s", kPowerNode, strerror(errno));
+        return 1;
+    }
+    const ssize_t written = write(node, &wanted, 1);
+    if (written < 0) {
+        ALOGE("failed to write file %s, error = %s", kPowerNode, strerror(errno));
+        return 1;
+    }
+    if (written == 0) {
+        ALOGE("incomplete date written to file %s, written = %d, total = %zu", kPowerNode, 0, sizeof(wanted));
+        return 1;
+    }
+    ALOGD("successfully written %c to %s", wanted, kPowerNode);
+    return 0;
+}
+
+int update_power(int node, char wanted) {
+    char current = kNeverSet;
+    const ssize_t count = read(node, &current, 1);
+    if (count < 0) {
+        ALOGE("failed to read file %s, error = %s", kPowerNode, strerror(errno));
+        return 1;
+    }
+    if (count == 0) {
+        ALOGD("read %d bytes from %s, maybe not set before", 0, kPowerNode);
+    }
+    if (current == wanted) {
+        ALOGD("%s: current power state is %c, no need to update", "setRchipPower", current);
+        return 0;
+    }
+    return write_power(node, wanted);
+}
+
+// Returns 0 when the chip has the wanted state afterwards, else 1.
+int setRchipPower(bool on) {
+    ALOGD("%s: on = %s", __func__, on ? "true" : "false");
+    UniqueFd node = open_node(kPowerNode);
+    if (!node.ok()) {
+        ALOGE("failed to open file %s, error = %s", kPowerNode, strerror(errno));
+        return 1;
+    }
+    const int result = update_power(node.get(), on ? kOn : kOff);
+    if (node.close() != 0) {
+        ALOGE("failed to close file %s, error = %s", kPowerNode, strerror(errno));
+        return 1;
+    }
+    return result;
+}
+
+// Opens the port with an empty reader behind it and wakes the chip. Returns 0, or -1 without a port.
+int rchip_state_init() {
+    rdss_data_reader_init();
+    const int fd = open_ser_com(kRdssUart, kRdssBaud);
+    ALOGD("[%s %d]Serial Port open state->fd = %d\n", __func__, __LINE__, fd);
+    if (fd < 0) {
+        ALOGE("[%s %d]Open serial port fail: %s(%d), err_no: %d\n", __func__, __LINE__, kRdssUart,
+              static_cast<int>(kRdssBaud), errno);
+        return -1;
+    }
+    ALOGD("[%s %d]Serial Port setup finished..OK\n", __func__, __LINE__);
+    const char wake_up = 0;
+    (void)port_send(&wake_up, sizeof(wake_up));  // a chip that sleeps on shows in its answers
+    device_sleep(1);
+    return 0;
+}
+
+// Returns 0; 1 when antennas or power fail, -1 when the port does.
+int startTest() {
+    if (openAntenna() != 0) {
+        ALOGE("%s failed to open antenna", __func__);
+        return 1;
+    }
+    if (rchip_state_init() != 0) {
+        ALOGE("%s failed to openSerialDevice", __func__);
+        return -1;
+    }
+    if (setRchipPower(true) != 0) {
+        ALOGE("%s failed to setRchipPower", __func__);
+        return 1;
+    }
+    device_sleep(1);
+    return 0;
+}
+
+// Returns 0 on success, else 1.
+int closeTest() {
+    if (setRchipPower(false) != 0) {
+        ALOGE("%s failed to setRchipPower", __func__);
+        return 1;
+    }
+    if (close_ser_com() != 0) {
+        ALOGE("%s failed to closeSerialDevice", __func__);
+        return 1;
+    }
+    if (closeAntenna() != 0) {
+        ALOGE("%s failed to close antenna", __func__);
+        return 1;
+    }
+    return 0;
+}
+
+// Feeds what the chip sends to the sentence reader until a positive answer or the end of the time. Kept: any positive
+// answer counts, and what was received behind it is dropped. Returns 0 or -1.
+int receiveResponse(int timeout_ms) {
+    if (serial_port.fd < 0) {
+        ALOGE("[%s %d]open serial fail, return\n", __func__, __LINE__);
+        return -1;
+    }
+    const unsigned timeout_us = static_cast<unsigned>(timeout_ms) * 1000;
+    for (unsigned elapsed_us = 0; elapsed_us <= timeout_us; elapsed_us += kReceivePauseUs) {
+        char received[kReceiveSize];
+        const int count = port_recv(received, kReceiveSize, kReceiveTimeoutMs);
+        for (int i = 0; i < count; i++) {
+            if (rdss_data_reader_addc(static_cast<unsigned char>(received[i])) == 0) {
+                ALOGD("%s: ret = %d", __func__, 0);
+                return 0;
+            }
+        }
+        device_usleep(kReceivePauseUs);
+    }
+    return -1;
+}
+
+// Sends the sentence, padded with zeros to the whole frame, until the chip answers; `name` stands in the log lines.
+// Returns 0 for a positive answer, 1 for none in all attempts, -1 when the port takes nothing.
+int exchange(const char* name, const std::string& sentence, size_t frame_size, bool logs_sentence = false) {
+    std::string frame = sentence;
+    frame.resize(frame_size, '\0');
+    for (int attempt = 0; attempt < kAttempts; attempt++) {
+        ALOGD("%s send start Request mSerialDeviceFd = %d", name, serial_port.fd);
+        if (logs_sentence) {
+            ALOGD("%s send start Request cmd_buff = %s", name, sentence.c_str());
+        }
+        if (port_send(frame.data(), frame.size()) < 1) {
+            ALOGE("%s failed to port_send", name);
+            return -1;
+        }
+        const int result = receiveResponse(kAnswerTimeoutMs);
+        ALOGE("%s receiveResponse ret = %d", name, result);
+        if (result == 0) {
+            return 0;
+        }
+        ALOGE("[%s %d]get receiveResponse fail: %d, continue\n", name, __LINE__, attempt);
+    }
+    return 1;
+}
+
+int stopTest() { return exchange(__func__, kStopSentence, kShortFrame); }
+
+int queryCN() { return exchange(__func__, kCnSentence, kShortFrame); }
+
+int queryCNNew() { return exchange(__func__, kCnNewSentence, kShortFrame, true); }
+
+int queryCCTCQ() {
+    std::string sentence = kMessageHead;
+    for (int i = 0; i < kMessageRepeats; i++) {
+        sentence += kMessageText;
+    }
+    return exchange(__func__, sentence + kMessageTail, kLongFrame);
+}
+
+unsigned char status_of(int result) { return result == 0 ? kFtmSuccess : kFtmFailure; }
+
+// The two queries' common end: the text is the message, without a terminator of its own.
+void report_query(const char* name, int result, const char* (*read_text)(), unsigned char* rsp_msg,
+                  unsigned char* rsp_status) {
+    if (result == 0) {
+        const char* text = read_text();
+        memcpy(rsp_msg, text, strlen(text));
+        ALOGD("%s: rsp_msg = %s\n", name, reinterpret_cast<const char*>(rsp_msg));
+    }
+    *rsp_status = status_of(result);
+    ALOGD("%s: result = %d\n", name, result);
+}
+
+}  // namespace
+
 int ftm_diag_req_cmd_startRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+    const int result = startTest();
+    *rsp_status = status_of(result);
+    ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
     return 0;
 }
 
 int ftm_diag_req_cmd_stopRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+    const int result = stopTest();
+    *rsp_status = status_of(result);
+    ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
     return 0;
 }
 
 int ftm_diag_req_cmd_closeRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+    const int result = closeTest();
+    *rsp_status = status_of(result);
+    ALOGD("%s: result = %d\n", __func__, result);
     return 0;
 }
 
-int ftm_diag_req_cmd_sendRchipCN(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+int ftm_diag_req_cmd_sendRchipCN(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+    report_query(__func__, queryCN(), get_rdss_chip_cn, rsp_msg, rsp_status);
     return 0;
 }
 
-int ftm_diag_req_cmd_sendRchipNewCN(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+int ftm_diag_req_cmd_sendRchipNewCN(const char*, const unsigned char*, unsigned char* rsp_msg,
+                                    unsigned char* rsp_status) {
+    report_query(__func__, queryCNNew(), get_rdss_chip_cn_new, rsp_msg, rsp_status);
     return 0;
 }
 
 int ftm_diag_req_cmd_sendRchipCCTCQ(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+    const int result = queryCCTCQ();
+    *rsp_status = status_of(result);
+    ALOGD("%s: sendresult = %d\n", __func__, result);
     return 0;
 }
