@@ -1,34 +1,144 @@
-// Network-access authentication, the digital label and the eSIM unlock password. Not built yet: every name answers as
-// an unknown one.
+// Network-access authentication: version query, challenge, verification.
 #include "ftm/ftm_auth.h"
 
-int ftm_diag_req_cmd_DeleteUnlockESIMpwd(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
-    return 0;
+#include <openssl/bio.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <strings.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include "ftm/ftm_auth_key.h"
+#include "ftm/ftm_digest.h"
+#include "platform/include/log.h"
+
+namespace {
+
+constexpr unsigned char kModeVersion = 1;
+constexpr unsigned char kModeChallenge = 2;
+constexpr unsigned char kModeVerify = 3;
+constexpr unsigned char kProtocolVersion = 4;
+constexpr size_t kChallengeSize = 16;
+constexpr size_t kDigestTextSize = 64;
+
+// The conversation with the tool. Only the diag thread touches it.
+std::string challenge;  // empty until the first challenge request
+bool label_gate = false;
+
+struct OpensslFree {
+    void operator()(BIO* bio) const { (void)BIO_free(bio); }
+    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+    void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
+    void operator()(EVP_ENCODE_CTX* context) const { EVP_ENCODE_CTX_free(context); }
+};
+template <typename T>
+using Openssl = std::unique_ptr<T, OpensslFree>;
+
+Openssl<EVP_PKEY> parse_public_key(const char* key_text) {
+    const Openssl<BIO> bio(BIO_new_mem_buf(key_text, -1));
+    if (!bio) {
+        (void)fprintf(stderr, "Failed to create key BIO");
+        return nullptr;
+    }
+    Openssl<EVP_PKEY> key(PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+    if (!key) {
+        (void)fprintf(stderr, "key=%s,keybio=0x%p failed to execute PEM_read_bio_RSA_PUBKEY()\n", key_text,
+                      static_cast<void*>(bio.get()));
+    }
+    return key;
 }
 
-int ftm_diag_req_cmd_WriteUnlockESIMpwd(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
-    return 0;
+std::string draw_challenge() {
+    srand(static_cast<unsigned int>(time(nullptr)));
+    char digits[16] = {};
+    (void)snprintf(digits, sizeof(digits), "%06d", rand() % 1000000);
+    return sha256_hex(digits, strlen(digits)).substr(0, kChallengeSize);
 }
 
-int ftm_diag_req_cmd_CheckUnlockESIMpwd(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
-    return 0;
+// Base64 as the tool's decoder takes it: lines of 64 characters, each ended by a line feed. `out` has room for the
+// text (350 characters for a cipher) and its terminator.
+void encode_cipher(const unsigned char* cipher, unsigned char* out) {
+    const Openssl<EVP_ENCODE_CTX> context(EVP_ENCODE_CTX_new());
+    if (!context) {
+        return;
+    }
+    int length = 0;
+    int tail = 0;
+    EVP_EncodeInit(context.get());
+    (void)EVP_EncodeUpdate(context.get(), out, &length, cipher, kRsaCipherSize);  // fails for no length of ours
+    EVP_EncodeFinal(context.get(), out + length, &tail);
+    out[length + tail] = 0;
 }
 
-int ftm_diag_req_cmd_elec_access_network_authen(const char*, const unsigned char*, unsigned char*,
+unsigned char issue_challenge(const char* name, unsigned char* rsp_msg) {
+    challenge = draw_challenge();
+    unsigned char plain[kChallengeSize] = {};
+    (void)challenge.copy(reinterpret_cast<char*>(plain), sizeof(plain));
+    unsigned char cipher[kRsaCipherSize] = {};
+    const int length = public_encrypt(plain, sizeof(plain), kAuthPublicKey, cipher);
+    if (length < 0) {
+        return kFtmFailure;
+    }
+    ALOGD("%s: rand_encrypted_length: %d\n", name, length);
+    encode_cipher(cipher, rsp_msg);
+    return kFtmSuccess;
+}
+
+// `answer` is the whole argument text: the mode byte, then the digits.
+unsigned char verify_answer(const char* answer) {
+    // Kept: the mode byte counts, so 63 digits pass this test and fail the comparison.
+    if (strnlen(answer, kDigestTextSize) < kDigestTextSize) {
+        return kFtmFailure;
+    }
+    const std::string expected = sha256_hex(challenge.data(), challenge.size());
+    if (expected.size() != kDigestTextSize || strncasecmp(answer + 1, expected.c_str(), kDigestTextSize) != 0) {
+        return kFtmFailure;
+    }
+    label_gate = true;
+    return kFtmSuccess;
+}
+
+}  // namespace
+
+bool ftm_label_gate_open() { return label_gate; }
+
+int public_encrypt(const unsigned char* data, int length, const char* key_text, unsigned char* output) {
+    const Openssl<EVP_PKEY> key = parse_public_key(key_text);
+    const Openssl<EVP_PKEY_CTX> context(key ? EVP_PKEY_CTX_new(key.get(), nullptr) : nullptr);
+    size_t written = kRsaCipherSize;
+    if (!context || length < 0 || EVP_PKEY_encrypt_init(context.get()) != 1 ||
+        EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
+        EVP_PKEY_get_size(key.get()) > kRsaCipherSize ||
+        EVP_PKEY_encrypt(context.get(), output, &written, data, static_cast<size_t>(length)) != 1) {
+        return -1;
+    }
+    return static_cast<int>(written);
+}
+
+int ftm_diag_req_cmd_elec_access_network_authen(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
                                                 unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
-    return 0;
-}
-
-int ftm_diag_req_cmd_writeDigitalCode(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
-    return 0;
-}
-
-int ftm_diag_req_cmd_readDigitalCode(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmUnknown;
+    ALOGD("%s: req_args: %d\n", __func__, req_args[0]);
+    rsp_msg[0] = 0;
+    *rsp_status = kFtmFailure;
+    switch (req_args[0]) {
+        case kModeVersion:
+            rsp_msg[0] = kProtocolVersion;
+            *rsp_status = kFtmSuccess;
+            break;
+        case kModeChallenge:
+            *rsp_status = issue_challenge(__func__, rsp_msg);
+            break;
+        case kModeVerify:
+            *rsp_status = verify_answer(reinterpret_cast<const char*>(req_args));
+            break;
+        default:
+            break;
+    }
     return 0;
 }

@@ -1,18 +1,17 @@
-// Network-access authentication, the digital label and the eSIM unlock password.
+// Network-access authentication: the factory tool proves that it holds the private half of the built-in key.
 #pragma once
 
 #include "ftm/ftm_command.h"
 
-FtmCommandHandler ftm_diag_req_cmd_DeleteUnlockESIMpwd;
-FtmCommandHandler ftm_diag_req_cmd_WriteUnlockESIMpwd;
-FtmCommandHandler ftm_diag_req_cmd_CheckUnlockESIMpwd;
+// Argument byte 0 is the mode: 1 version query, 2 challenge (message: base64 of the enciphered challenge), 3 verify
+// (the SHA-256 of the challenge as 64 hexadecimal digits follows).
 FtmCommandHandler ftm_diag_req_cmd_elec_access_network_authen;
-FtmCommandHandler ftm_diag_req_cmd_writeDigitalCode;
-FtmCommandHandler ftm_diag_req_cmd_readDigitalCode;
 
-// Encrypts `length` bytes with the RSA public key of a PEM text (PKCS#1 v1.5 padding). Returns the cipher's length
-// (the key's size), or a negative value.
+// True once a verification has succeeded in this process: the digital label may be written.
+bool ftm_label_gate_open();
+
+constexpr int kRsaCipherSize = 256;  // bytes of a cipher by a 2048-bit key
+
+// Encrypts `length` bytes with the RSA public key of a PEM text (PKCS#1 v1.5 padding) into `output` (kRsaCipherSize
+// bytes). Returns the cipher's length, or a negative value (also for a key with longer ciphers).
 int public_encrypt(const unsigned char* data, int length, const char* key_text, unsigned char* output);
-
-// MD5 of a text as 32 lower-case hexadecimal digits and a terminator (33 bytes).
-void ftm_diag_orb_md5(const char* text, char* output);

@@ -1,12 +1,13 @@
-// NFC and audio tests: one worker and one result flag for each.
+// NFC and audio tests: a worker runs the test program, the handler waits a fixed time and answers from the result flag
+// that the worker has set by then.
 #pragma once
 
 #include "platform/include/diag.h"
 
-DiagHandler ftm_diag_nfc_dispatch;
-DiagHandler ftm_diag_closenfc_dispatch;
-DiagHandler ftm_diag_swptestnfc_dispatch;
-DiagHandler ftm_diag_audio_dispatch;
+DiagHandler ftm_diag_nfc_dispatch;         // reads a card in the field
+DiagHandler ftm_diag_closenfc_dispatch;    // switches NFC off
+DiagHandler ftm_diag_swptestnfc_dispatch;  // single-wire protocol test
+DiagHandler ftm_diag_audio_dispatch;       // request byte 4: 1 handset on, else off
 
 // The start-up tables.
 extern const DiagDispatchTable ftm_diag_nfc_table;
