@@ -71,6 +71,21 @@ ssize_t read_once(int fd, void* buffer, size_t size) {
     return count;
 }
 
+int open_exact_mode(const char* path, int flags, mode_t mode) {
+    const mode_t mask = umask(0);
+    const int fd = device_open(path, flags, mode);
+    const int error = errno;
+    (void)umask(mask);
+    errno = error;
+    return fd;
+}
+
+ssize_t read_short_text(const char* path, char* out, size_t max) {
+    memset(out, 0, max + 1);
+    const UniqueFd file(device_open(path, O_RDONLY | O_CLOEXEC));
+    return file.ok() ? read_once(file.get(), out, max) : kTextNotOpened;
+}
+
 int proc_read(const char* path, char* buf) {
     const UniqueFd node(device_open(path, O_RDONLY | O_CLOEXEC));
     if (!node.ok()) {

@@ -1,6 +1,8 @@
 // File and shell helpers that the command families share. Their limits are what the factory tool sees.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -64,6 +66,14 @@ std::string persist_path(const char* suffix);
 enum class WriteStep { kDone, kWriteFailed, kSyncFailed, kCloseFailed };
 // Writes `size` bytes in one call (a short write is a failure), synchronises and closes. Closes in every case.
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size);
+
+// Opens a file that is made with exactly these mode bits, whatever the process's umask.
+int open_exact_mode(const char* path, int flags, mode_t mode);
+
+// Reads a short text: once, at most `max` bytes into `out` (`max` + 1 bytes), followed by zeros in every case. Returns
+// the number of bytes read, -1 on a read error, kTextNotOpened when the file cannot be opened.
+constexpr ssize_t kTextNotOpened = -2;
+ssize_t read_short_text(const char* path, char* out, size_t max);
 
 // Reads once, repeating a call that a signal interrupted. Result as read(2).
 ssize_t read_once(int fd, void* buffer, size_t size);
