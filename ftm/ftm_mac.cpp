@@ -1,0 +1,139 @@
+// MAC addresses: the Wi-Fi address as a text file, the Bluetooth address as a short binary record, both on persist.
+#include <fcntl.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "ftm/ftm_files.h"
+#include "ftm/ftm_identity.h"
+#include "platform/include/device.h"
+#include "platform/include/log.h"
+
+namespace {
+
+constexpr char kWifiFile[] = "/wifimac.dat";
+constexpr char kBtFile[] = "/.bt_nv.bin";
+constexpr char kWifiHeader[] = "wifiaddr:";
+constexpr size_t kMacSize = 6;
+constexpr size_t kMacFileMax = 64;
+constexpr unsigned char kBtHeader[] = {0x01, 0x00, 0x06};
+constexpr int kWriteFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+
+constexpr unsigned char kFileMissing = 2;  // or not to be opened, or not to be given to its owner
+constexpr unsigned char kShortWrite = 3;
+constexpr unsigned char kRefused = 4;    // a multicast address, or a file that cannot be synchronised
+constexpr unsigned char kBadHeader = 3;  // in the message
+
+// What remains after the file is open: both addresses are stored alike.
+unsigned char mac_store(UniqueFd file, const void* data, size_t size) {
+    switch (write_sync_close(std::move(file), data, size)) {
+        case WriteStep::kWriteFailed:
+            return kShortWrite;
+        case WriteStep::kSyncFailed:
+            return kRefused;
+        default:
+            return kFtmSuccess;
+    }
+}
+
+// "wifiaddr:0x00 0x11 0x22 0xAA 0xBB 0xCC ", no line end.
+std::string wifi_mac_text(const unsigned char* mac) {
+    std::string text = kWifiHeader;
+    for (size_t i = 0; i < kMacSize; ++i) {
+        char byte[sizeof("0xFF ")];
+        (void)snprintf(byte, sizeof(byte), "0x%02X ", static_cast<unsigned>(mac[i]));
+        text += byte;
+    }
+    return text;
+}
+
+bool give_to_bluetooth(const char* path) {
+    const struct passwd* user = device_getpwnam("bluetooth");
+    const struct group* group = device_getgrnam("bluetooth");
+    if (user == nullptr || group == nullptr) {
+        ALOGE("writing bt mac error!!!change bluetooth uid/gid failed!!!");
+        return false;
+    }
+    if (device_chown(path, user->pw_uid, group->gr_gid) != 0) {
+        ALOGE("chown .bt_nv.bin bluetooth:bluetooth failed!!!");
+        return false;
+    }
+    ALOGD("%s created successfully\n", path);
+    return true;
+}
+
+}  // namespace
+
+int ftm_diag_req_cmd_readwifimac(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+    char text[kMacFileMax + 1];
+    if (read_short_text(persist_path(kWifiFile).c_str(), text, kMacFileMax) == kTextNotOpened) {
+        *rsp_status = kFileMissing;
+        return 0;
+    }
+    if (strncmp(text, kWifiHeader, strlen(kWifiHeader)) != 0) {
+        rsp_msg[0] = kBadHeader;  // Kept: the status stays 0
+        return 0;
+    }
+    unsigned mac[kMacSize] = {};
+    (void)sscanf(text, "wifiaddr:%x %x %x %x %x %x", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4], &mac[5]);
+    for (size_t i = 0; i < kMacSize; ++i) {
+        rsp_msg[i] = static_cast<unsigned char>(mac[i]);
+    }
+    *rsp_status = kFtmSuccess;
+    return 0;
+}
+
+int ftm_diag_req_cmd_writewifimac(const char*, const unsigned char* req_args, unsigned char*,
+                                  unsigned char* rsp_status) {
+    UniqueFd file(open_exact_mode(persist_path(kWifiFile).c_str(), kWriteFlags, 0644));
+    if (!file.ok()) {
+        *rsp_status = kFileMissing;
+        return 0;
+    }
+    if ((req_args[0] & 1) != 0) {  // Kept: a multicast address is refused when the old one is already gone
+        *rsp_status = kRefused;
+        return 0;
+    }
+    const std::string text = wifi_mac_text(req_args);
+    *rsp_status = mac_store(std::move(file), text.data(), text.size());
+    return 0;
+}
+
+int ftm_diag_req_cmd_readbtmac(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+    char record[kMacFileMax + 1];
+    if (read_short_text(persist_path(kBtFile).c_str(), record, kMacFileMax) == kTextNotOpened) {
+        *rsp_status = kFileMissing;
+        return 0;
+    }
+    if (record[0] != kBtHeader[0] || record[2] != kBtHeader[2]) {
+        rsp_msg[0] = kBadHeader;  // Kept: the status stays 0
+        return 0;
+    }
+    memcpy(rsp_msg, record + sizeof(kBtHeader), kMacSize);
+    for (size_t i = 0; i < kMacSize; ++i) {
+        ALOGD("0x%X ", static_cast<unsigned>(rsp_msg[i]));
+    }
+    *rsp_status = kFtmSuccess;
+    return 0;
+}
+
+int ftm_diag_req_cmd_writebtmac(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
+    const std::string path = persist_path(kBtFile);
+    *rsp_status = kFileMissing;
+    UniqueFd file(open_exact_mode(path.c_str(), kWriteFlags, 0664));
+    if (!file.ok()) {
+        ALOGE("generate BT MAC Addr failed!!\n");
+        return 0;
+    }
+    if (!give_to_bluetooth(path.c_str())) {
+        return 0;
+    }
+    unsigned char record[sizeof(kBtHeader) + kMacSize];
+    memcpy(record, kBtHeader, sizeof(kBtHeader));
+    memcpy(record + sizeof(kBtHeader), req_args, kMacSize);
+    *rsp_status = mac_store(std::move(file), record, sizeof(record));
+    if (*rsp_status == kFtmSuccess) {
+        ALOGD("%s created successfuly\n", path.c_str());
+    }
+    return 0;
+}
