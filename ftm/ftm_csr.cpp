@@ -55,17 +55,18 @@ bool store_capture(const Capture& capture) {
 }
 
 // Size of the CSR file, or -1 (logged) when it cannot be told or is too large.
-long csr_file_size() {
+off_t csr_file_size() {
     struct stat st = {};
     if (device_stat(kCsrFile, &st) != 0) {
         ALOGD("%s: failed to stat file: %s, reason: %s\n", kStageSize, kCsrFile, strerror(errno));
         return -1;
     }
     if (st.st_size > kMaxCsr) {
-        ALOGD("%s: size overflow file_size: %ld, max_size: %d\n", kStageSize, static_cast<long>(st.st_size), kMaxCsr);
+        ALOGD("%s: size overflow file_size: %lld, max_size: %d\n", kStageSize, static_cast<long long>(st.st_size),
+              kMaxCsr);
         return -1;
     }
-    return static_cast<long>(st.st_size);
+    return st.st_size;
 }
 
 bool csr_exists(const char* name) {
@@ -85,7 +86,7 @@ unsigned char generate(const char* name) {
     if (!csr_exists(name)) {
         return kFtmFailure;
     }
-    const long size = csr_file_size();
+    const off_t size = csr_file_size();
     if (size < 0) {
         ALOGD("%s: failed to get file size.\n", name);
         return kFtmFailure;
