@@ -29,8 +29,10 @@ record() {
 
 for code in "$@"; do
     case $code in
-        '' | *[!0-9]*) usage ;;
+        '' | *[!0-9]* | ??????*) usage ;;
     esac
-    # Opened for both directions, so that a device that nobody reads does not block the writer.
-    printf "$(record 1 "$code" 1)$(record 0 0 0)$(record 1 "$code" 0)$(record 0 0 0)" 1<> "$device"
 done
+# Opened for both directions, so that a device that nobody reads does not block the writer.
+for code in "$@"; do
+    printf "$(record 1 "$code" 1)$(record 0 0 0)$(record 1 "$code" 0)$(record 0 0 0)"
+done 1<> "$device"
