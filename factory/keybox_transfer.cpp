@@ -1,0 +1,143 @@
+// The keybox transfer: the tool writes the attestation keybox file through a descriptor that the daemon hands out. A
+// handle that comes back is served only while it is a descriptor of that file, so it can do no harm to any other.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "daemon/diag_packet.h"
+#include "factory/factory_diag.h"
+#include "factory/factory_request.h"
+#include "platform/include/device.h"
+#include "platform/include/log.h"
+
+namespace {
+constexpr const char* kKeyboxFile = "/mnt/vendor/persist/keybox/keybox.xml";
+constexpr uint32_t kModeWrite = 1;
+constexpr size_t kErrorTextSize = 49;
+
+constexpr FactoryCommand kOpen = {
+    .code = 24,
+    .response_size = 12,  // u32 handle, u32 status
+    .shortest = 0,
+    .name = "factory_diag_open_handler",
+    .null_end = " ",
+    .no_room_end = "",
+};
+constexpr FactoryCommand kClose = {
+    .code = 25,
+    .response_size = 8,
+    .shortest = 0,
+    .name = "factory_diag_close_handler",
+    .takes_null = true,
+};
+constexpr FactoryCommand kWrite = {
+    .code = 26,
+    .response_size = 20,  // u32 handle, u32 offset, u32 bytes written, u32 status
+    .shortest = 0,
+    .name = "factory_diag_write_handler",
+    .takes_null = true,
+};
+constexpr size_t kWriteDataOffset = 12;
+
+// A descriptor of the keybox file, open for writing, or -1, which has been logged.
+int open_keybox() {
+    const int fd = device_open(kKeyboxFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0777);
+    if (fd >= 0) {
+        return fd;
+    }
+    const int error = errno;
+    ALOGE("fd: %d, errno:%d \n", fd, error);
+    char text[kErrorTextSize] = {};
+    if (snprintf(text, sizeof(text), "%s", strerror(error)) >= static_cast<int>(sizeof(text))) {
+        ALOGE("failed to get str errorno: %d\n", error);
+    }
+    ALOGE("%s: open keybox file failed! error: %s\n", kOpen.name, text);
+    return -1;
+}
+
+bool is_keybox_descriptor(int fd) {
+    struct stat handle = {};
+    struct stat keybox = {};
+    return fstat(fd, &handle) == 0 && device_stat(kKeyboxFile, &keybox) == 0 && handle.st_dev == keybox.st_dev &&
+           handle.st_ino == keybox.st_ino;
+}
+
+// Writes the whole of `data` at `offset`. False when the position or a write was refused.
+bool write_at(int fd, uint32_t offset, const uint8_t* data, size_t size) {
+    if (!is_keybox_descriptor(fd) || lseek64(fd, offset, SEEK_SET) != off64_t{offset}) {
+        return false;
+    }
+    for (size_t done = 0; done < size;) {
+        const ssize_t moved = write(fd, data + done, size - done);
+        if (moved < 0 && errno == EINTR) {
+            continue;
+        }
+        if (moved <= 0) {
+            ALOGE("%s: write file failed!\n", kWrite.name);
+            return false;
+        }
+        done += static_cast<size_t>(moved);
+    }
+    return true;
+}
+}  // namespace
+
+void* factory_diag_open_handler(const void* request, uint16_t length) {
+    uint8_t* rsp = nullptr;
+    if (!factory_begin(kOpen, request, length, &rsp)) {
+        return rsp;
+    }
+    int handle = -1;
+    if (request_u32(request_view(request, length), 4) == kModeWrite) {
+        handle = open_keybox();
+        if (handle < 0) {
+            put_u32(rsp + 8, kFactoryError);
+            return rsp;
+        }
+    }
+    put_u32(rsp + 4, static_cast<uint32_t>(handle));
+    put_u32(rsp + 8, kFactoryOk);
+    return rsp;
+}
+
+void* factory_diag_close_handler(const void* request, uint16_t length) {
+    uint8_t* rsp = nullptr;
+    if (!factory_begin(kClose, request, length, &rsp)) {
+        return rsp;
+    }
+    const int handle = static_cast<int>(request_u32(request_view(request, length), 4));
+    if (handle < 0) {
+        ALOGE("%s: file handler error!\n", kClose.name);
+        return factory_end(rsp, kFactoryError);
+    }
+    if (!is_keybox_descriptor(handle) || close(handle) != 0) {
+        ALOGE("%s: close file failed!\n", kClose.name);
+        return factory_end(rsp, kFactoryError);
+    }
+    return factory_end(rsp, kFactoryOk);
+}
+
+void* factory_diag_write_handler(const void* request, uint16_t length) {
+    uint8_t* rsp = nullptr;
+    if (!factory_begin(kWrite, request, length, &rsp)) {
+        return rsp;
+    }
+    const RequestView view = request_view(request, length);
+    const int handle = static_cast<int>(request_u32(view, 4));
+    const uint32_t offset = request_u32(view, 8);
+    const size_t size = view.size > kWriteDataOffset ? view.size - kWriteDataOffset : 0;
+    put_u32(rsp + 4, static_cast<uint32_t>(handle));
+    put_u32(rsp + 8, offset);
+    put_u32(rsp + 12, 0);
+    put_u32(rsp + 16, kFactoryError);
+    if (handle < 0) {
+        return rsp;
+    }
+    const bool written = write_at(handle, offset, size > 0 ? view.data + kWriteDataOffset : nullptr, size);
+    put_u32(rsp + 12, written ? static_cast<uint32_t>(size) : UINT32_MAX);
+    put_u32(rsp + 16, written ? kFactoryOk : kFactoryError);
+    return rsp;
+}
