@@ -28,6 +28,7 @@ struct HdlcDecoder {
     std::vector<uint8_t> frame;  // bytes of the frame so far, unescaped, checksum included
     bool escaped = false;
     bool overlong = false;
+    bool ended = false;  // `frame` is complete: the next byte starts another one
 };
 
 // Eats bytes up to and including the end of one frame and says in `event` what that was. Always eats at least one byte
@@ -36,6 +37,10 @@ size_t hdlc_decode(HdlcDecoder* decoder, const uint8_t* data, size_t size, HdlcE
 
 // The packet of the frame that hdlc_decode has just ended with kPacket; valid until the next call.
 const uint8_t* hdlc_packet(const HdlcDecoder& decoder, size_t* size);
+
+// After kBadChecksum, for a line that another sender may have taken over inside the frame: drops the leading bytes
+// that keep the rest from being a good frame of a packet. False: no rest is one, and nothing is dropped.
+bool hdlc_drop_foreign_start(HdlcDecoder* decoder);
 
 // One word for an event, for log lines.
 const char* hdlc_event_text(HdlcEvent event);

@@ -1,0 +1,19 @@
+// Inside of the host's diag library: what the channel needs from routing and response buffers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+// A response buffer as handlers got it from the library.
+size_t diag_response_size(const void* response);
+void diag_response_free(void* response);
+
+struct DiagResponseFree {
+    void operator()(void* response) const { diag_response_free(response); }
+};
+using DiagResponse = std::unique_ptr<void, DiagResponseFree>;
+
+// Serves one request (at most 65535 bytes) with its handler, or with the library's own answer when no table lists it.
+// Null: nothing is sent.
+DiagResponse diag_serve(const uint8_t* packet, size_t size);
