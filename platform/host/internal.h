@@ -1,0 +1,23 @@
+// What the files of the host platform share among themselves.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/host/host.h"
+
+// `path` (a device path) in its normal form: absolute, no empty, "." or ".." steps, nothing above "/". A trailing slash
+// stays. Empty for a null or empty path, which names nothing.
+std::string host_normal_path(const char* path);
+
+// `command` with the root put before every blank-separated word that begins with "/", quoted as its place needs.
+std::string host_shell_command(std::string_view command, std::string_view root);
+
+// The numbers behind a state file whose name comes from a caller: false for a name that is no plain file name.
+bool host_plain_name(const std::string& name);
+
+// Reads a whole host file. No value: it cannot be read.
+std::optional<std::string> host_read_file(const std::string& host_file);
+
+// `text` without the line ends and blanks behind it: state files that people write with an editor.
+std::string host_trimmed(std::string text);

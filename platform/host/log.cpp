@@ -1,0 +1,91 @@
+// The log: records in logcat's threadtime form on standard error, or handed to a test.
+#include "platform/include/log.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+#include "platform/host/internal.h"
+
+namespace {
+constexpr std::string_view kPriorityLetters = "??VDIWEF";
+
+std::string format_text(const char* fmt, va_list arguments) {
+    std::array<char, 1024> small{};
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(small.data(), small.size(), fmt, arguments);
+    std::string text;
+    if (length >= 0 && static_cast<size_t>(length) < small.size()) {
+        text.assign(small.data(), static_cast<size_t>(length));
+    } else if (length >= 0) {
+        text.resize(static_cast<size_t>(length) + 1);
+        (void)vsnprintf(text.data(), text.size(), fmt, again);
+        text.pop_back();
+    }
+    va_end(again);
+    return text;
+}
+
+std::string line_prefix(int priority, const char* tag) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    std::array<char, 64> head{};
+    const auto letter = priority >= 0 && static_cast<size_t>(priority) < kPriorityLetters.size()
+                            ? kPriorityLetters[static_cast<size_t>(priority)]
+                            : '?';
+    (void)snprintf(head.data(), head.size(), "%02d-%02d %02d:%02d:%02d.%03d %d %d %c ", local.tm_mon + 1, local.tm_mday,
+                   local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(now.tv_nsec / 1000000), getpid(),
+                   gettid(), letter);
+    return std::string(head.data()) + tag + ": ";
+}
+
+std::string record_lines(const HostLogRecord& record) {
+    std::string_view text = record.text;
+    text = text.substr(0, text.find_last_not_of('\n') + 1);
+    const std::string prefix = line_prefix(record.priority, record.tag.c_str());
+    std::string lines = prefix;
+    for (const char c : text) {
+        lines += c;
+        if (c == '\n') {
+            lines += prefix;
+        }
+    }
+    return lines + "\n";
+}
+
+// One write for the whole record, so that records of several threads and processes never mix.
+bool write_record(std::string_view lines) {
+    while (!lines.empty()) {
+        const ssize_t n = write(STDERR_FILENO, lines.data(), lines.size());
+        if (n < 0 && errno != EINTR) {
+            return false;
+        }
+        lines.remove_prefix(n > 0 ? static_cast<size_t>(n) : 0);
+    }
+    return true;
+}
+}  // namespace
+
+int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+    const int error = errno;  // callers look at errno after they have logged
+    va_list arguments;
+    va_start(arguments, fmt);
+    const HostLogRecord record{prio, tag != nullptr ? tag : "", format_text(fmt, arguments)};
+    va_end(arguments);
+    const HostSettings& settings = host_settings();
+    bool good = true;
+    if (settings.log_sink) {
+        settings.log_sink(record);
+    } else {
+        good = write_record(record_lines(record));
+    }
+    errno = error;
+    return good ? 1 : -1;
+}
