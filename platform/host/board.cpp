@@ -16,7 +16,8 @@ int get_record(const char* name, unsigned char* buffer, int* length) {
     if (!content || buffer == nullptr || length == nullptr || *length < 0) {
         return kGetFailed;
     }
-    const int size = std::min({static_cast<int>(std::min<size_t>(content->size(), INT_MAX)), *length, kBoardRecordSize});
+    const int size =
+        std::min({static_cast<int>(std::min<size_t>(content->size(), INT_MAX)), *length, kBoardRecordSize});
     memcpy(buffer, content->data(), static_cast<size_t>(size));
     *length = size;
     return kDone;

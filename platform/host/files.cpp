@@ -20,6 +20,8 @@
 namespace {
 constexpr mode_t kPermissionBits = 07777;
 constexpr mode_t kStreamMode = 0666;  // what fopen creates with
+constexpr unsigned long kAnySize = IOCSIZE_MASK;
+constexpr unsigned long kEventTypesRequest = EVIOCGBIT(0, 0);
 
 bool begins_with(std::string_view text, std::string_view head) { return text.substr(0, head.size()) == head; }
 
@@ -83,20 +85,19 @@ std::string host_normal_path(const char* path) {
     }
     std::string normal;
     std::string_view rest = path;
-    bool directory = false;
+    bool directory = rest.back() == '/';
     while (!rest.empty()) {
         const size_t end = std::min(rest.find('/'), rest.size());
         const std::string_view step = rest.substr(0, end);
+        directory = directory || (end == rest.size() && (step == "." || step == ".."));
         rest.remove_prefix(std::min(end + 1, rest.size()));
-        directory = step.empty() || step == "." || step == ".." || end < step.size();
         if (step == "..") {
             normal.erase(std::min(normal.rfind('/'), normal.size()));
         } else if (!step.empty() && step != ".") {
             normal.append("/").append(step);
         }
     }
-    const char last = path[strlen(path) - 1];
-    return directory || last == '/' || normal.empty() ? normal + "/" : normal;
+    return directory || normal.empty() ? normal + "/" : normal;
 }
 
 std::string host_path(const char* path) {
@@ -159,20 +160,20 @@ int device_chown(const char* path, uid_t owner, gid_t group) {
 }
 
 int device_ioctl(int fd, unsigned long request, void* arg) {
-    if ((request & ~IOCSIZE_MASK) != (EVIOCGBIT(0, 0) & ~IOCSIZE_MASK)) {
+    if ((request & ~kAnySize) != kEventTypesRequest) {
         errno = ENOTTY;
         return -1;
     }
     const std::string name = input_device_name(fd);
-    const auto bits_text = name.empty() ? std::nullopt
-                                        : host_read_file(host_path("/sys/class/input/") + name + "/device/capabilities/ev");
+    const auto bits_text =
+        name.empty() ? std::nullopt : host_read_file(host_path("/sys/class/input/") + name + "/device/capabilities/ev");
     char* end = nullptr;
     const unsigned long long bits = bits_text ? strtoull(bits_text->c_str(), &end, 16) : 0;
     if (!bits_text || end == bits_text->c_str()) {
         errno = ENOTTY;
         return -1;
     }
-    const size_t size = std::min<size_t>((request & IOCSIZE_MASK) >> IOCSIZE_SHIFT, sizeof bits);
+    const size_t size = std::min<size_t>((request & kAnySize) >> IOCSIZE_SHIFT, sizeof bits);
     for (size_t i = 0; i < size; ++i) {
         static_cast<unsigned char*>(arg)[i] = static_cast<unsigned char>(bits >> (8 * i));
     }

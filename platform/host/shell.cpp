@@ -64,7 +64,8 @@ std::vector<std::string> child_environment(const std::string& root) {
     }
     const char* const path = getenv("PATH");
     variables.push_back("VENDORDIAG_ROOT=" + root);
-    variables.push_back("PATH=" + root + "/system/bin:" + root + "/vendor/bin:" + (path != nullptr ? path : "/usr/bin:/bin"));
+    variables.push_back("PATH=" + root + "/system/bin:" + root +
+                        "/vendor/bin:" + (path != nullptr ? path : "/usr/bin:/bin"));
     variables.push_back("PWD=" + root);
     return variables;
 }
