@@ -68,7 +68,7 @@ TEST_F(FtmDispatch, NameWithoutItsTerminatorAndMissingArgumentsReadAsZeros) {
 TEST_F(FtmDispatch, OverlongRequestIsNotAnsweredAndEverythingIsServedAfterIt) {
     set_state("modem/qmi", "0");
     ASSERT_TRUE(Diag_LSM_Init(nullptr));
-    for (const uint16_t command : {32765, 32766, 32767}) {
+    for (uint16_t command = 32765; command <= 32767; ++command) {
         Bytes request = ftm_request(command, "UFS");
         request.resize(16384);
         EXPECT_FALSE(exchange(request).empty()) << command;

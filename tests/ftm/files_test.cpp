@@ -1,6 +1,7 @@
 // The shared file and shell helpers.
 #include "ftm/ftm_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -84,7 +85,7 @@ TEST_F(FtmFiles, DeletingSaysWhatHappened) {
 }
 
 TEST_F(FtmFiles, EmptyingATreeKeepsItsTopAndLeavesLinksAndWhatIsTooDeep) {
-    const std::string deep = "/t/" + std::string(96, 'n');
+    const std::string deep = "/t/" + std::string(97, 'n');
     write_file("/t/a/b/c", "x");
     write_file("/t/f", "x");
     write_file(deep, "x");
