@@ -1,0 +1,47 @@
+// The command line, taken apart. Lines of plans and of the prompt are command lines too.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vdiag {
+
+struct Invocation {
+    std::vector<std::string> words;  // everything that is no option
+
+    std::string connect;
+    std::string timeout;
+    std::string retry;
+    std::string pcap;
+    bool json = false;
+    bool hex = false;
+    bool quiet = false;
+    bool help = false;
+
+    std::string file;
+    std::string map;
+    std::string output;
+    std::string key;
+    std::string lasting;
+    std::string device;
+    std::string junit;
+    bool generate = false;
+    bool stop = false;
+};
+
+// One option: CLI11, the help, the completions and the manual take it from here.
+struct OptionRow {
+    const char* names;  // "-o,--output"
+    const char* value;  // what stands behind it; null for a switch
+    const char* verbs;  // the first words it belongs to, between blanks; null: all
+    const char* help;
+    std::string Invocation::*text;
+    bool Invocation::*flag;
+};
+std::span<const OptionRow> option_rows();
+
+// Parses arguments (without the program's name). False: `error` says what is wrong.
+bool invocation_parse(const std::vector<std::string>& arguments, Invocation* invocation, std::string* error);
+
+}  // namespace vdiag
