@@ -1,0 +1,167 @@
+#include "rdss/serial_port.h"
+
+#include <chrono>
+
+#include "tests/rdss/uart.h"
+
+namespace {
+
+constexpr SerialOptions kRaw = {115200, 8, 'N', 1, 0, 0, 0};
+
+SerialOptions with(const std::function<void(SerialOptions&)>& change) {
+    SerialOptions options = kRaw;
+    change(options);
+    return options;
+}
+
+TEST_F(UartTest, SupportedOptionsSetTheirFlags) {
+    struct Case {
+        const char* fact;
+        SerialOptions options;
+        tcflag_t control;  // of CSIZE, CSTOPB, PARENB, PARODD, CRTSCTS
+        tcflag_t input;    // of INPCK
+        speed_t speed;
+    };
+    const Case cases[] = {
+        {"as the test uses it", kRaw, CS8, 0, B115200},
+        {"slowest, 5 bits", with([](auto& o) { o.baud = 2400, o.data_bits = 5; }), CS5, 0, B2400},
+        {"fastest, 6 bits", with([](auto& o) { o.baud = 3000000, o.data_bits = 6; }), CS6, 0, B3000000},
+        {"7 bits, 2 stop bits", with([](auto& o) { o.data_bits = 7, o.stop_bits = 2; }), CS7 | CSTOPB, 0, B115200},
+        {"even", with([](auto& o) { o.parity = 'E'; }), CS8 | PARENB, INPCK, B115200},
+        {"lower case even", with([](auto& o) { o.parity = 'e'; }), CS8 | PARENB, INPCK, B115200},
+        {"odd", with([](auto& o) { o.parity = 'o'; }), CS8 | PARENB | PARODD, INPCK, B115200},
+        {"space keeps the input flags", with([](auto& o) { o.parity = 'S'; }), CS8, INPCK, B115200},
+        {"hardware flow", with([](auto& o) { o.flow = 1; }), CS8 | CRTSCTS, 0, B115200},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.fact);
+        struct termios settings = {};
+        settings.c_iflag = INPCK | ICRNL;
+        settings.c_cflag = PARENB | PARODD | CSTOPB;
+        settings.c_cflag &= c.control == (CS8 | PARENB) ? ~tcflag_t{CSTOPB} : ~tcflag_t{0};
+        ASSERT_TRUE(apply_serial_options(c.options, &settings));
+        EXPECT_EQ(c.control, settings.c_cflag & (CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS));
+        EXPECT_EQ(c.input, settings.c_iflag);
+        EXPECT_EQ(c.speed, cfgetispeed(&settings));
+        EXPECT_EQ(c.speed, cfgetospeed(&settings));
+        EXPECT_EQ(static_cast<tcflag_t>(CLOCAL | CREAD), settings.c_cflag & (CLOCAL | CREAD));
+    }
+}
+
+TEST_F(UartTest, SoftwareFlowLandsAmongTheControlFlags) {
+    struct termios settings = {};
+    ASSERT_TRUE(apply_serial_options({9600, 8, 'N', 1, 2, 2, 7}, &settings));
+    EXPECT_EQ(0U, settings.c_iflag & (IXON | IXANY | IXOFF));
+    EXPECT_EQ(static_cast<tcflag_t>(IXON | IXANY), settings.c_cflag & (IXON | IXANY));
+    EXPECT_EQ(20, settings.c_cc[VTIME]);
+    EXPECT_EQ(7, settings.c_cc[VMIN]);
+}
+
+TEST_F(UartTest, UnsupportedOptionsAreRefusedWithOneLine) {
+    const std::pair<SerialOptions, const char*> cases[] = {
+        {with([](auto& o) { o.baud = 57600; }), "[set_serial_opt #]Unsupported baud: 57600"},
+        {with([](auto& o) { o.data_bits = 9; }), "[set_serial_opt #]Unsupported data size"},
+        {with([](auto& o) { o.parity = 'X'; }), "[set_serial_opt #]Unsupported parity"},
+        {with([](auto& o) { o.stop_bits = 3; }), "[set_serial_opt #]Unsupported stop bits: 3"},
+        {with([](auto& o) { o.flow = 3, o.baud = 1; }), "[set_serial_opt #]Unsupported flow ctrl"},
+    };
+    for (const auto& [options, line] : cases) {
+        clear_log();
+        struct termios settings = {};
+        EXPECT_FALSE(apply_serial_options(options, &settings));
+        EXPECT_EQ(std::vector{E(line)}, log_without_source_lines());
+    }
+    clear_log();
+    EXPECT_EQ(-1, set_serial_opt(-1, kRaw));
+    EXPECT_EQ(std::vector{E("[set_serial_opt #]serial port get attribute error: 9")}, log_without_source_lines());
+}
+
+TEST_F(UartTest, OpenPortIsARawBlockingLineThatDoesNotSuspend) {
+    chip_says("stale");
+    const int fd = open_ser_com(kRdssUart, kRdssBaud);
+    ASSERT_GE(fd, 0);
+    struct termios settings = {};
+    ASSERT_EQ(0, tcgetattr(fd, &settings));
+    EXPECT_EQ(B115200, cfgetospeed(&settings));
+    EXPECT_EQ(0U, settings.c_lflag & (ICANON | ECHO | ISIG));
+    EXPECT_EQ(0, settings.c_cc[VMIN]);
+    EXPECT_EQ(0, fcntl(fd, F_GETFL) & O_NONBLOCK);
+    EXPECT_EQ("-1", read_file_text(kAutosuspend));
+    char stale = 0;
+    EXPECT_EQ(0, port_recv(&stale, 1, 20));
+    clear_log();
+    EXPECT_EQ(0, close_ser_com());
+    EXPECT_EQ(std::vector({D("success to set autosuspend_delay: 2000"), D("close ser success")}), log());
+    EXPECT_EQ("2000", read_file_text(kAutosuspend));
+    EXPECT_EQ(-1, fcntl(fd, F_GETFD));
+}
+
+TEST_F(UartTest, HundredOpeningsHoldOneDescriptor) {
+    ASSERT_GE(open_ser_com(kRdssUart, kRdssBaud), 0);
+    const size_t before = open_descriptors();
+    for (int i = 0; i < 100; i++) {
+        ASSERT_GE(open_ser_com(kRdssUart, kRdssBaud), 0);
+    }
+    EXPECT_EQ(before, open_descriptors());
+    EXPECT_EQ(-1, serial_port.saved_autosuspend);  // the value that the opening before had set
+    EXPECT_EQ(0, close_ser_com());
+    EXPECT_EQ("-1", read_file_text(kAutosuspend));
+}
+
+TEST_F(UartTest, PortThatCannotBeUsedIsNotKept) {
+    const size_t before = open_descriptors();
+    EXPECT_EQ(-1, open_ser_com("/dev/none", kRdssBaud));
+    expect_in_order({E("[open_ser_com #]open: /dev/none failed, err_no: 2")});
+    EXPECT_EQ(-1, open_ser_com(kRdssUart, 57600));
+    EXPECT_TRUE(log_contains("]failed to change baud: 57600, err_no: "));
+    EXPECT_EQ(-1, serial_port.fd);
+    EXPECT_EQ("-1", read_file_text(kAutosuspend));
+    EXPECT_EQ(before, open_descriptors());
+}
+
+TEST_F(UartTest, AutosuspendNodeIsReadAsANumber) {
+    struct Case {
+        const char* content;
+        int delay;
+        LogLine line;
+    };
+    const Case cases[] = {
+        {"2000\n", 2000, D("success to get autosuspend_delay: 2000")},
+        {"-1", -1, D("success to get autosuspend_delay: -1")},
+        {"", 0, E("failed to get autosuspend_delay")},
+        {"0000000000000012345", 12, D("success to get autosuspend_delay: 0000000000000012")},
+    };
+    for (const Case& c : cases) {
+        clear_log();
+        write_file(kAutosuspend, c.content);
+        EXPECT_EQ(c.delay, uart_get_autosuspend_delay());
+        EXPECT_EQ(std::vector{c.line}, log());
+    }
+    remove(kAutosuspend);
+    clear_log();
+    EXPECT_EQ(-1, uart_get_autosuspend_delay());
+    EXPECT_EQ(std::vector{E(std::string("[uart_get_autosuspend_delay #]open: ") + kAutosuspend + " failed, err_no: 2")},
+              log_without_source_lines());
+}
+
+TEST_F(UartTest, ReceivingEndsAtTheWantedCountOrTheCountedTime) {
+    char bytes[8] = {};
+    EXPECT_EQ(-1, port_recv(bytes, 8, 20));
+    EXPECT_TRUE(log().empty());
+    ASSERT_GE(open_ser_com(kRdssUart, kRdssBaud), 0);
+    chip_says("0123456789");
+    EXPECT_EQ(8, port_recv(bytes, 8, 1000));
+    EXPECT_EQ("01234567", std::string(bytes, 8));
+    EXPECT_EQ(0, port_recv(bytes, 8, 0));
+    EXPECT_EQ(2, port_recv(bytes, 8, 20));
+    const auto start = std::chrono::steady_clock::now();
+    clear_log();
+    EXPECT_EQ(0, port_recv(bytes, 8, 101));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
+    EXPECT_EQ(std::vector{D("[port_recv #]nn=0")}, log_without_source_lines());
+    hang_up();
+    EXPECT_LE(port_recv(bytes, 8, 200), 0);
+    EXPECT_EQ(-1, port_send("x", 1));
+}
+
+}  // namespace
