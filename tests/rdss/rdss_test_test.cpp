@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstring>
+#include <memory>
 
 #include "tests/rdss/uart.h"
 
@@ -30,10 +31,10 @@ class RdssTest : public UartTest {
         started_delays_ = delays().size();
     }
     // The chip answers while the daemon pauses: the last of these answers is repeated.
-    void chip_answers(std::vector<std::string> answers) {
-        on_delay([this, answers = std::move(answers), next = size_t{0}](uint64_t) mutable {
-            chip_says(answers[next]);
-            next = std::min(next + 1, answers.size() - 1);
+    void chip_answers(const std::vector<std::string>& answers) {
+        on_delay([this, answers, next = std::make_shared<size_t>(0)](uint64_t) {
+            chip_says(answers[*next]);
+            *next = std::min(*next + 1, answers.size() - 1);
         });
     }
     size_t pauses() const { return delays().size() - started_delays_; }
@@ -209,12 +210,13 @@ TEST_F(RdssTest, QueryWithoutPortFailsAtOnce) {
     EXPECT_TRUE(delays().empty());
 }
 
-// The program that plays the chip for people and scripts, beside a daemon that waits in real time.
+// The program that plays the chip for people and scripts, beside the daemon.
 class ChipProgramTest : public RdssTest {
    protected:
     ~ChipProgramTest() override { end(); }
     void run(std::vector<std::string> options) {
         remove("/dev/ttyHS1");
+        on_delay([](uint64_t) { usleep(30000); });  // it takes its time, so a pause must last a little
         options.insert(options.begin(), {VENDORDIAG_RDSS_CHIP, "--root", host("")});
         std::vector<char*> arguments;
         for (std::string& option : options) {

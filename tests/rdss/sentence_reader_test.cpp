@@ -162,7 +162,7 @@ TEST_F(SentenceReaderTest, NumbersAreReadInTheirOwnWay) {
         EXPECT_EQ(value, str2int(text)) << text;
     }
     EXPECT_EQ(0.0, str2float("1234567890123456"));
-    EXPECT_EQ(123456789012345.0F, static_cast<float>(str2float("123456789012345")));
+    EXPECT_FLOAT_EQ(123456789012345.0F, static_cast<float>(str2float("123456789012345")));
     EXPECT_EQ(0x45, nmea_checksum("QXDFTSTOP,2,0", 13));
     EXPECT_EQ(0, nmea_checksum("", 0));
 }
