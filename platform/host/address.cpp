@@ -2,6 +2,11 @@
 #include "platform/host/address.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -77,11 +82,8 @@ std::string parse(const std::string& text, Address* address) {
 
 bool address_parse(const std::string& text, Address* address, std::string* error) {
     *address = Address{};
-    const std::string problem = parse(text, address);
-    if (!problem.empty()) {
-        *error = "\"" + text + "\": " + problem;
-    }
-    return problem.empty();
+    *error = parse(text, address);
+    return error->empty();
 }
 
 std::string address_text(const Address& address) {
@@ -95,4 +97,26 @@ std::string address_text(const Address& address) {
         }
     }
     return "";
+}
+
+bool address_unix_name(const std::string& path, sockaddr_un* name, UniqueFd* directory) {
+    *name = sockaddr_un{};
+    name->sun_family = AF_UNIX;
+    std::string short_path = path;
+    if (path.size() >= sizeof(name->sun_path)) {
+        // Too long for a socket name: it is reached through its directory's descriptor.
+        const size_t slash = path.rfind('/');
+        const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+        *directory = UniqueFd(open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (!directory->ok()) {
+            return false;
+        }
+        short_path = "/proc/self/fd/" + std::to_string(directory->get()) + "/" + path.substr(slash + 1);
+    }
+    if (short_path.size() >= sizeof(name->sun_path)) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    memcpy(name->sun_path, short_path.data(), short_path.size());
+    return true;
 }

@@ -1,7 +1,11 @@
 // Addresses of the diag service: unix:PATH, tcp:HOST:PORT, tty:PATH, pty:PATH. Shared with the client.
 #pragma once
 
+#include <sys/un.h>
+
 #include <string>
+
+#include "platform/include/handles.h"
 
 enum class AddressKind { kUnix, kTcp, kTty, kPty };
 
@@ -12,8 +16,12 @@ struct Address {
     std::string port;  // kTcp, decimal
 };
 
-// Parses one address. False: `error` says what is wrong with it, in one line.
+// Parses one address. False: `error` says what is wrong with it, in one line that does not repeat the text.
 bool address_parse(const std::string& text, Address* address, std::string* error);
 
 // The text that address_parse reads back.
 std::string address_text(const Address& address);
+
+// The socket name of a Unix socket's path of any length. `directory` must stay open until the name has been used.
+// False: errno says why.
+bool address_unix_name(const std::string& path, sockaddr_un* name, UniqueFd* directory);
