@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
@@ -239,8 +240,7 @@ unsigned char status_of(int result) { return result == 0 ? kFtmSuccess : kFtmFai
 void report_query(const char* name, int result, const char* (*read_text)(), unsigned char* rsp_msg,
                   unsigned char* rsp_status) {
     if (result == 0) {
-        const char* text = read_text();
-        memcpy(rsp_msg, text, strlen(text));
+        (void)std::string_view(read_text()).copy(reinterpret_cast<char*>(rsp_msg), kFtmMsgSize);
         ALOGD("%s: rsp_msg = %s\n", name, reinterpret_cast<const char*>(rsp_msg));
     }
     *rsp_status = status_of(result);

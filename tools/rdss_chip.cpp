@@ -224,7 +224,7 @@ bool take_number(const OptionRow& row, const char* text) {
     char* end = nullptr;
     *row.number = strtol(text, &end, 10);
     if (end == text || *end != '\0' || *row.number < 0 || *row.number > 1000000) {
-        fprintf(stderr, "rdss-chip: --%s: not a number from 0 to 1000000: %s\n", row.name, text);
+        (void)fprintf(stderr, "rdss-chip: --%s: not a number from 0 to 1000000: %s\n", row.name, text);
         return false;
     }
     return true;
@@ -254,11 +254,11 @@ bool parse_options(int argc, char** argv) {
         }
     }
     if (optind < argc) {
-        fprintf(stderr, "rdss-chip: unexpected argument: %s\n", argv[optind]);
+        (void)fprintf(stderr, "rdss-chip: unexpected argument: %s\n", argv[optind]);
         return false;
     }
     if (std::find(std::begin(kChecksums), std::end(kChecksums), settings.checksum) == std::end(kChecksums)) {
-        fprintf(stderr, "rdss-chip: --checksum: good, bad, placeholder or none: %s\n", settings.checksum.c_str());
+        (void)fprintf(stderr, "rdss-chip: --checksum: good, bad, placeholder or none: %s\n", settings.checksum.c_str());
         return false;
     }
     return true;
@@ -338,7 +338,7 @@ int main(int argc, char** argv) {
     const int line = open_line(&slave, &name);
     const std::string link = settings.root + "/dev/ttyHS1";
     if (line < 0 || !link_line(name, link)) {
-        fprintf(stderr, "rdss-chip: %s: %s\n", link.c_str(), strerror(errno));
+        (void)fprintf(stderr, "rdss-chip: %s: %s\n", link.c_str(), strerror(errno));
         return 1;
     }
     printf("rdss-chip: %s -> %s\n", link.c_str(), name.c_str());

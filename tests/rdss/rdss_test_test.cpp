@@ -218,11 +218,9 @@ class ChipProgramTest : public RdssTest {
         remove("/dev/ttyHS1");
         on_delay([](uint64_t) { usleep(30000); });  // it takes its time, so a pause must last a little
         options.insert(options.begin(), {VENDORDIAG_RDSS_CHIP, "--root", host("")});
-        std::vector<char*> arguments;
-        for (std::string& option : options) {
-            arguments.push_back(option.data());
-        }
-        arguments.push_back(nullptr);
+        std::vector<char*> arguments(options.size() + 1);
+        std::transform(options.begin(), options.end(), arguments.begin(),
+                       [](std::string& text) { return text.data(); });
         ASSERT_EQ(0, posix_spawn(&pid_, VENDORDIAG_RDSS_CHIP, nullptr, nullptr, arguments.data(), environ));
         ASSERT_TRUE(eventually([this] { return exists("/dev/ttyHS1"); }));
     }
