@@ -10,6 +10,7 @@
 namespace {
 constexpr uint64_t kMicrosPerSecond = 1000000;
 constexpr double kLongestDelay = 1e15;  // microseconds; about thirty years
+constexpr double kShortestDelay = 500;  // microseconds; whoever waits in a loop must not spin, whatever the scale
 
 void sleep_micros(uint64_t micros) {
     const auto whole = static_cast<long>(micros / kMicrosPerSecond);
@@ -24,7 +25,7 @@ void delay(uint64_t micros) {
         settings.sleep_sink(micros);
         return;
     }
-    const double scaled = std::min(static_cast<double>(micros) * settings.time_scale, kLongestDelay);
+    const double scaled = std::clamp(static_cast<double>(micros) * settings.time_scale, kShortestDelay, kLongestDelay);
     sleep_micros(static_cast<uint64_t>(scaled));
 }
 }  // namespace

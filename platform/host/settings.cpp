@@ -6,6 +6,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -131,6 +132,12 @@ const HostSettings* put_in_force(const HostSettings& settings) {
     settings_current.store(&settings_ever().back(), std::memory_order_release);
     return &settings_ever().back();
 }
+
+// A log reader that goes away and a file that may not grow are failed calls, not the daemon's end.
+void ignore_ending_signals() {
+    (void)signal(SIGPIPE, SIG_IGN);
+    (void)signal(SIGXFSZ, SIG_IGN);
+}
 }  // namespace
 
 bool host_settings_from_environment(HostSettings* settings, std::string* error) {
@@ -154,6 +161,7 @@ const HostSettings& host_settings() {
         (void)fflush(nullptr);
         _exit(kSettingsExitStatus);
     }
+    ignore_ending_signals();
     return *put_in_force(settings);
 }
 
