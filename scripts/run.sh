@@ -103,7 +103,7 @@ conversation() {
     ask 0 info set operator=ABCD color=black
     ask 0 info get operator color
     ask 0 ftm ReadWifimac
-    ask 6 ftm --map ext NoSuchCommand
+    ask 7 ftm --map ext NoSuchCommand
 }
 
 # Serves until interrupted; a phone that went down by command comes up again.
