@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -24,9 +25,13 @@ struct alignas(std::max_align_t) ResponseHead {
     size_t size;
 };
 
+using Clock = std::chrono::steady_clock;
+
 struct Library {
     std::mutex lock;
     std::vector<const DiagDispatchTable*> tables;  // in order of registration
+    std::condition_variable registered;            // a table has come
+    Clock::time_point expected_until;              // tables may still be on their way
     unsigned alloc_skip = 0;                       // allocations that still succeed before alloc_fail ones fail
     unsigned alloc_fail = 0;
 };
@@ -73,31 +78,47 @@ ResponseHead* head_of(void* response) {
 
 uint8_t byte_at(const uint8_t* packet, size_t size, size_t offset) { return offset < size ? packet[offset] : 0; }
 
-// The handler that a registered table lists for a request, or null.
-DiagHandler* find_handler(const uint8_t* packet, size_t size) {
-    uint16_t subsystem = kDiagNoSubsystem;
-    unsigned code = byte_at(packet, size, 0);
-    if (code == kDiagSubsysDispatch) {
-        subsystem = byte_at(packet, size, 1);
-        code = byte_at(packet, size, 2) | static_cast<unsigned>(byte_at(packet, size, 3)) << 8U;
-        if (subsystem == kDiagNoSubsystem) {
-            return nullptr;  // 255 stands for top-level commands, no subsystem has it
-        }
+// What a request is routed by.
+struct Route {
+    uint16_t subsystem;
+    unsigned code;
+};
+
+Route route_of(const uint8_t* packet, size_t size) {
+    const uint8_t code = byte_at(packet, size, 0);
+    if (code != kDiagSubsysDispatch) {
+        return {kDiagNoSubsystem, code};
     }
-    Library& state = library();
-    const std::lock_guard<std::mutex> guard(state.lock);
-    for (const DiagDispatchTable* table : state.tables) {
-        if (table->subsys_id != subsystem) {
-            continue;
-        }
-        for (size_t i = 0; i < table->count; ++i) {
+    const unsigned subsys_code = byte_at(packet, size, 2) | static_cast<unsigned>(byte_at(packet, size, 3)) << 8U;
+    return {byte_at(packet, size, 1), subsys_code};
+}
+
+DiagHandler* find_entry(const std::vector<const DiagDispatchTable*>& tables, Route route) {
+    for (const DiagDispatchTable* table : tables) {
+        for (size_t i = 0; table->subsys_id == route.subsystem && i < table->count; ++i) {
             const DiagDispatchEntry& entry = table->entries[i];
-            if (code >= entry.cmd_code_lo && code <= entry.cmd_code_hi) {
+            if (route.code >= entry.cmd_code_lo && route.code <= entry.cmd_code_hi) {
                 return entry.handler;
             }
         }
     }
     return nullptr;
+}
+
+// The handler that a registered table lists for a request, or null.
+DiagHandler* find_handler(const uint8_t* packet, size_t size) {
+    const Route route = route_of(packet, size);
+    if (packet[0] == kDiagSubsysDispatch && route.subsystem == kDiagNoSubsystem) {
+        return nullptr;  // 255 stands for top-level commands, no subsystem has it
+    }
+    Library& state = library();
+    std::unique_lock<std::mutex> guard(state.lock);
+    DiagHandler* handler = nullptr;
+    const auto listed = [&] { return (handler = find_entry(state.tables, route)) != nullptr; };
+    if (!listed() && packet[0] != kVersionNumber) {
+        (void)state.registered.wait_until(guard, state.expected_until, listed);
+    }
+    return handler;
 }
 
 // Version number response: texts of fixed width, then numbers.
@@ -152,6 +173,12 @@ DiagResponse diag_serve(const uint8_t* packet, size_t size) {
                                                     : diagpkt_err_rsp(kDiagBadCommand, packet, length));
 }
 
+void diag_expect_tables(std::chrono::milliseconds limit) {
+    Library& state = library();
+    const std::lock_guard<std::mutex> guard(state.lock);
+    state.expected_until = Clock::now() + limit;
+}
+
 extern "C" void diagpkt_tbl_reg(const DiagDispatchTable* table) {
     if (table == nullptr) {
         return;
@@ -165,6 +192,7 @@ extern "C" void diagpkt_tbl_reg(const DiagDispatchTable* table) {
     } else {
         state.tables.push_back(table);
     }
+    state.registered.notify_all();
 }
 
 extern "C" void* diagpkt_alloc(uint8_t cmd_code, unsigned int length) {

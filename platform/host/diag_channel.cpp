@@ -538,9 +538,11 @@ void close_addresses(Service* state) {
 }
 
 bool start_service(Service* state) {
+    constexpr std::chrono::milliseconds kRegistration(1000);
     if (state->started) {
         return true;
     }
+    diag_expect_tables(kRegistration);
     state->wake = UniqueFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     pthread_attr_t attributes;
     if (!state->wake.ok() || pthread_attr_init(&attributes) != 0) {
@@ -600,6 +602,19 @@ extern "C" bool Diag_LSM_DeInit() {
         state.served.wait(lock, [&state] { return !state.serving; });
     }
     return true;
+}
+
+void diag_settle(std::chrono::milliseconds limit) {
+    constexpr std::chrono::milliseconds kLook(5);
+    Service& state = service();
+    Lock lock(state.lock);
+    const auto busy = [&state] {
+        return state.serving ||
+               std::any_of(state.links.begin(), state.links.end(), [](const auto& link) { return link->has_output(); });
+    };
+    for (const auto end = Clock::now() + limit; busy() && Clock::now() < end && !on_service_thread(state);) {
+        (void)state.served.wait_for(lock, kLook);  // an answer that leaves late is not announced
+    }
 }
 
 std::vector<std::string> host_diag_addresses() {

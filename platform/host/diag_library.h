@@ -1,6 +1,7 @@
 // Inside of the host's diag library: what the channel needs from routing and response buffers.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -17,3 +18,10 @@ using DiagResponse = std::unique_ptr<void, DiagResponseFree>;
 // Serves one request (at most 65535 bytes) with its handler, or with the library's own answer when no table lists it.
 // Null: nothing is sent.
 DiagResponse diag_serve(const uint8_t* packet, size_t size);
+
+// Says that tables are about to be registered: for the next `limit` a request that no table lists waits for its table,
+// so that a client that is there from the first moment finds every command.
+void diag_expect_tables(std::chrono::milliseconds limit);
+
+// Waits until no handler runs and every answer has left, or until `limit` has passed. At once on the service's thread.
+void diag_settle(std::chrono::milliseconds limit);

@@ -6,12 +6,16 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/host/diag_library.h"
 #include "platform/host/internal.h"
 
 namespace {
+constexpr std::chrono::milliseconds kAnswersLeave(2000);
+
 int power_call(const std::string& line) {
     (void)host_state_append_line("power", line);
     if (host_settings().power_exits) {
+        diag_settle(kAnswersLeave);  // a phone takes longer to go down than an answer takes to leave
         (void)fflush(stdout);
         _exit(0);  // no destructors: other threads go on to the very end
     }
