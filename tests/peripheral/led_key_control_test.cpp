@@ -41,7 +41,8 @@ TEST_F(LedTest, EntryReportsTheStepThatFailed) {
 }
 
 TEST_F(LedTest, ExitWritesFourAndForgivesAnAbsentDriver) {
-    remove("/sys/class/leds");
+    write_file(kLedNode, "");
+    remove(kLedNode);
     EXPECT_EQ(exchange(hex("4b ab 06 01")), hex("4b ab 06 01 00"));
     EXPECT_FALSE(exists(kLedNode));
     expect_log({E("ftm_diag_led_exit_dispatch: open first pach file failed!")});
