@@ -83,7 +83,8 @@ bool read_listen(HostSettings* settings, std::string* error) {
         Address address;
         std::string reason;
         if (!address_parse(one, &address, &reason)) {
-            *error = std::string(kListenVariable) + ": \"" + one + "\": " + reason;
+            *error = kListenVariable;
+            error->append(": \"").append(one).append("\": ").append(reason);
             return false;
         }
         settings->listen.push_back(one);

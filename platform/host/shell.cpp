@@ -95,6 +95,7 @@ int plan_signals(SpawnPlan* plan) {
     sigemptyset(&defaults);
     sigaddset(&defaults, SIGPIPE);
     sigaddset(&defaults, SIGXFSZ);
+    sigaddset(&defaults, SIGXFSZ);
     int error = posix_spawnattr_setsigmask(&plan->attributes, &none);
     error = error != 0 ? error : posix_spawnattr_setsigdefault(&plan->attributes, &defaults);
     return error != 0 ? error

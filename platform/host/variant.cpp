@@ -18,7 +18,7 @@ int getCustVariantFlag(char* flag) {
     }
     const std::string text = host_trimmed(*content).substr(0, kVariantFlagSize - 1);
     memset(flag, 0, kVariantFlagSize);
-    memcpy(flag, text.data(), text.size());
+    memcpy(flag, text.c_str(), text.size() + 1);
     return 1;
 }
 
