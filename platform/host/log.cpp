@@ -14,7 +14,7 @@
 namespace {
 constexpr std::string_view kPriorityLetters = "??VDIWEF";
 
-std::string format_text(const char* fmt, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string format_text(const char* fmt, va_list arguments) {
     std::array<char, 1024> small{};
     va_list again;
     va_copy(again, arguments);
