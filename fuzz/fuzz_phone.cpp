@@ -238,7 +238,7 @@ void fuzz_phone_serve(const std::string& packet) {
         return;
     }
     auto* exact = static_cast<uint8_t*>(malloc(size));
-    memcpy(exact, packet.data(), size);
+    std::copy_n(packet.data(), size, exact);
     const DiagResponse response = diag_serve(exact, size);
     if (response != nullptr) {
         const auto* bytes = static_cast<const uint8_t*>(response.get());

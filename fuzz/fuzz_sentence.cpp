@@ -12,9 +12,10 @@ void feed(const std::string& bytes) {
     for (const char c : bytes) {
         (void)rdss_data_reader_addc(static_cast<unsigned char>(c));
         fuzz_require(rdss_data_reader.pos >= 0 && rdss_data_reader.pos <= kSentenceMax);
-        fuzz_require(strnlen(get_rdss_chip_cn(), kReaderTextSize) < kReaderTextSize);
-        fuzz_require(strnlen(get_rdss_chip_cn_new(), kReaderTextSize) < kReaderTextSize);
-        fuzz_require(strnlen(rdss_data_reader.chip_version, kReaderTextSize) < kReaderTextSize);
+    }
+    for (const char* kept :
+         {get_rdss_chip_cn(), get_rdss_chip_cn_new(), static_cast<const char*>(rdss_data_reader.chip_version)}) {
+        fuzz_require(strnlen(kept, kReaderTextSize) < kReaderTextSize);
     }
 }
 
