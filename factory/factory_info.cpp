@@ -258,7 +258,8 @@ FactoryInfoStatus store_data_to_file(const std::vector<FactoryKey>& keys, bool e
         return erase_document(path.c_str());
     }
     std::string old_document;
-    const bool exists = is_file_exist(path.c_str()) == 0;
+    // Only a file that is certainly not there is made anew: what cannot be looked at may hold something.
+    const bool exists = device_access(path.c_str(), F_OK) == 0 || errno != ENOENT;
     if (!exists) {
         ALOGD("Xml file not exist, create it first\n");
     } else {

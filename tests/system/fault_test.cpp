@@ -1,0 +1,261 @@
+// Every command while one of its system calls fails: nothing may crash, hang, leak or spoil what was stored before.
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "daemon/worker.h"
+#include "ftm/ftm_command.h"
+#include "tests/support/faults.h"
+#include "tests/support/phone.h"
+
+namespace {
+
+// A call and what happens to it: it fails with `error`, or (0) it moves one byte only.
+struct Fault {
+    Call call;
+    int error;
+    const char* name;
+};
+constexpr Fault kFaults[] = {
+    {Call::kOpen, EMFILE, "open"},   {Call::kFopen, EMFILE, "fopen"},   {Call::kRead, EIO, "read"},
+    {Call::kRead, 0, "short read"},  {Call::kWrite, ENOSPC, "write"},   {Call::kWrite, 0, "short write"},
+    {Call::kPread, EIO, "pread"},    {Call::kPread, 0, "short pread"},  {Call::kPwrite, EIO, "pwrite"},
+    {Call::kLseek, EIO, "lseek"},    {Call::kFcntl, EAGAIN, "lock"},    {Call::kFsync, EIO, "fsync"},
+    {Call::kClose, EIO, "close"},    {Call::kAccess, EACCES, "access"}, {Call::kStat, EACCES, "stat"},
+    {Call::kRename, EIO, "rename"},  {Call::kUnlink, EACCES, "unlink"}, {Call::kMkdir, ENOSPC, "mkdir"},
+    {Call::kSpawn, EAGAIN, "spawn"}, {Call::kMalloc, ENOMEM, "malloc"}, {Call::kThreadCreate, EAGAIN, "thread"},
+};
+constexpr unsigned kMostCalls = 3000;  // of one kind in one command; more is a loop without an end
+
+Bytes ftm_packet(uint16_t command, const std::string& name, const Bytes& args) {
+    return Bytes{75, 11, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)} + text_bytes(name) +
+           Bytes{0} + args;
+}
+
+const std::map<std::string, Bytes> kArguments = {
+    {"WriteWifimac", hex("00 11 22 aa bb cc")},
+    {"WriteBTmac", hex("00 11 22 aa bb cc")},
+    {"ReadVC", text_bytes("serialno")},
+    {"WriteVC", text_bytes("color") + hex("00 03 72 65 64")},
+    {"GetEncryptInfo", hex("01 61")},
+    {"WriteHDCP", hex("01")},
+    {"ElecAccessNetAuthen", hex("02")},
+    {"WriteUnlockESIM", hex("03 61 62 63")},
+    {"CheckUnlockESIM", hex("03 61 62 63")},
+    {"WriteDEFT", hex("30")},
+    {"TokBackup", hex("01")},
+    {"InstallKeybox", text_bytes("KEYBOX1")},
+};
+
+class FaultTest : public PhoneTest {
+   protected:
+    FaultTest() {
+        EXPECT_EQ(0, system((VENDORDIAG_SOURCE_DIR "/scripts/make-phone.sh " + host("")).c_str()));
+        write_file("/sys/class/power_supply/usb/online", "0\n");  // nobody waits for the cable
+        make_tool("/system/bin/diag_mdlog");
+        set_state("modem/qmi", "0");
+        EXPECT_EQ(0, ftm("WriteVC", text_bytes("serialno") + hex("00 02 41 31")).status);
+        EXPECT_EQ(0U, info_write("operator", "ABCD"));
+    }
+
+    uint32_t info_write(const std::string& key, const std::string& value) {
+        const auto counted = [](const std::string& text) {
+            return Bytes{static_cast<uint8_t>(text.size())} + text_bytes(text);
+        };
+        const Bytes group = counted(key) + counted(value);
+        const Bytes head = {75, 253, 4, 0, static_cast<uint8_t>(10 + group.size()), 0, 0, 0, 1, 0};
+        const Bytes answer = exchange(head + group);
+        return answer.size() == 8 ? answer[4] : ~0U;
+    }
+    std::string info_read(const std::string& key) {
+        const Bytes head = {75, 253, 3, 0, static_cast<uint8_t>(11 + key.size()), 0, 0, 0, 1, 0};
+        const Bytes answer = exchange(head + Bytes{static_cast<uint8_t>(key.size())} + text_bytes(key));
+        const size_t value = 14 + 1 + key.size();
+        return answer.size() > value ? std::string(answer.begin() + static_cast<ptrdiff_t>(value) + 1, answer.end())
+                                     : "";
+    }
+    // The value of a configuration record.
+    std::string record(const std::string& name) {
+        const FtmReply reply = ftm("ReadVC", text_bytes(name));
+        if (reply.status != 0) {
+            return "";
+        }
+        const auto value = reply.message.begin() + static_cast<ptrdiff_t>(name.size()) + 2;
+        return {value, value + value[-1]};
+    }
+
+    // Runs the request with the n-th call of the fault's kind disturbed. Returns whether there was such a call.
+    bool run(const Bytes& request, const Fault& fault, unsigned nth, Bytes* answer) {
+        Faults faults;
+        fault.error != 0 ? faults.fail(fault.call, nth, fault.error) : faults.shorten(fault.call, nth, 1);
+        *answer = exchange(request);
+        wait_for_workers();
+        return faults.count(fault.call) >= nth;
+    }
+
+    static std::set<std::string> open_files() {
+        std::set<std::string> files;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;  // the iterator's own descriptor
+            const auto target = std::filesystem::read_symlink(entry.path(), gone);
+            if (!gone && target != "/proc/" + std::to_string(getpid()) + "/fd") {
+                files.insert(entry.path().filename().string() + " " + target.string());
+            }
+        }
+        return files;
+    }
+    static ptrdiff_t threads() {
+        const std::filesystem::directory_iterator all("/proc/self/task");
+        return std::distance(begin(all), end(all));
+    }
+
+    // The request survives every fault: `statuses` are those that its byte 4 may carry.
+    void survives(const std::string& name, const Bytes& request, const std::set<int>& statuses) {
+        (void)exchange(request);
+        wait_for_workers();
+        const auto files = open_files();
+        for (const Fault& fault : kFaults) {
+            for (unsigned nth = 1;; nth++) {
+                SCOPED_TRACE(name + ": " + fault.name + " " + std::to_string(nth));
+                clear_log();
+                Bytes answer;
+                const bool hit = run(request, fault, nth, &answer);
+                if (!statuses.empty() && (fault.call != Call::kMalloc || !answer.empty())) {
+                    ASSERT_GE(answer.size(), 5U);
+                    EXPECT_TRUE(statuses.contains(answer[4])) << static_cast<int>(answer[4]);
+                }
+                EXPECT_LE(open_files().size(), files.size()) << ::testing::PrintToString(open_files());
+                EXPECT_EQ(children_ - 1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
+                EXPECT_EQ("A1", record("serialno"));
+                EXPECT_EQ("ABCD", info_read("operator"));
+                ASSERT_LT(nth, kMostCalls);
+                if (HasFailure() || !hit) {
+                    break;
+                }
+            }
+        }
+    }
+    pid_t children_ = 0;  // that live on
+
+    void rows_survive(uint16_t command, const char* name) {
+        const auto arguments = kArguments.find(name);
+        const Bytes args = arguments != kArguments.end() ? arguments->second : text_bytes("1");
+        survives(name, ftm_packet(command, name, args), {0, 1, 2, 3, 4});
+    }
+};
+
+TEST_F(FaultTest, MainMapSurvives) {
+    const ptrdiff_t before = threads();
+    for (const FtmCommandEntry& row : ftm_diag_req_cmd_map) {
+        rows_survive(32766, row.cmd);
+    }
+    EXPECT_TRUE(eventually([before] { return threads() == before; }));
+}
+
+TEST_F(FaultTest, FirstHalfOfTheExtendedMapSurvives) {
+    for (size_t i = 0; i < kFtmExtMapSize / 2; i++) {
+        rows_survive(32767, ftm_diag_req_ext_cmd_map[i].cmd);
+    }
+}
+
+TEST_F(FaultTest, SecondHalfOfTheExtendedMapSurvives) {
+    for (size_t i = kFtmExtMapSize / 2; i < kFtmExtMapSize; i++) {
+        rows_survive(32767, ftm_diag_req_ext_cmd_map[i].cmd);
+    }
+}
+
+TEST_F(FaultTest, ChipTestSurvives) {
+    std::string arguments[] = {VENDORDIAG_RDSS_CHIP, "--root", host("")};
+    char* const pointers[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
+    pid_t chip = 0;
+    ASSERT_EQ(0, posix_spawn(&chip, VENDORDIAG_RDSS_CHIP, nullptr, nullptr, pointers, environ));
+    ASSERT_TRUE(eventually([this] { return exists("/dev/ttyHS1"); }));
+    children_ = 1;
+    for (const char* command :
+         {"startrchiptest", "sendRchipCN", "sendRchipNEWCN", "sendrchipCCTCQ", "stopRchiptest", "closerchiptest"}) {
+        EXPECT_EQ(0, ftm("startrchiptest").status);
+        rows_survive(32767, command);
+    }
+    kill(chip, SIGTERM);
+    EXPECT_EQ(chip, waitpid(chip, nullptr, 0));
+}
+
+TEST_F(FaultTest, NumberedCommandsSurvive) {
+    const std::set<int> kInfoStatuses = {0, 1, 3, 4, 9, 17};
+    survives("setfactorymode", ftm_packet(32765, "setfactorymode", {}), {0});
+    survives("serial number", hex("4b 0b 36 00"), {0});
+    survives("info write", hex("4b fd 04 00 14 00 00 00 01 00 05 63 6f 6c 6f 72 03 72 65 64"), kInfoStatuses);
+    survives("info read", hex("4b fd 03 00 10 00 00 00 01 00 05 63 6f 6c 6f 72"), kInfoStatuses);
+    for (const uint8_t code :
+         std::initializer_list<uint8_t>{1, 2, 5, 6, 7, 8, 9, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 25, 26}) {
+        survives("253/" + std::to_string(code), Bytes{75, 253, code, 0} + Bytes(260, 1), {0, 1, 2, 3});
+    }
+    survives("battery", hex("4b ca 04 00 00 00 00 00"), {});
+    survives("SD card", hex("4b cd 2b 00 00 00 00 00"), {});
+    for (const char* request : {"4b ab 08 00", "4b ab 09 00", "4b ab 07 00", "4b cd 04 00 01"}) {
+        survives(request, hex(request), {0, 1});
+    }
+    for (const char* request : {"4b ab 06 02 05", "4b ab 06 01"}) {
+        survives(request, hex(request), {0, 1, 2});
+    }
+    for (const char* request : {"29 02", "38", "39", "3c", "f6 00 00 00", "f6 01 00 00"}) {
+        survives(request, hex(request), {});
+    }
+}
+
+TEST_F(FaultTest, StatusNamesTheStepThatFailed) {
+    struct Case {
+        const char* command;
+        Call call;
+        int error;  // 0: a short write
+        int status;
+    };
+    const Case cases[] = {
+        {"WriteWifimac", Call::kOpen, EACCES, 2},   {"WriteWifimac", Call::kWrite, ENOSPC, 3},
+        {"WriteWifimac", Call::kWrite, 0, 3},       {"WriteWifimac", Call::kFsync, EIO, 4},
+        {"WriteWifimac", Call::kClose, EIO, 0},     {"ReadWifimac", Call::kOpen, EACCES, 2},
+        {"WriteBTmac", Call::kOpen, EACCES, 2},     {"WriteOMADM", Call::kOpen, EACCES, 1},
+        {"WriteOMADM", Call::kWrite, 0, 1},         {"WriteOMADM", Call::kFsync, EIO, 1},
+        {"WriteOMADM", Call::kClose, EIO, 1},       {"WriteCountryCode", Call::kOpen, EACCES, 1},
+        {"WriteCountryCode", Call::kWrite, 0, 3},   {"WriteCountryCode", Call::kFsync, EIO, 1},
+        {"WriteCountryCode", Call::kClose, EIO, 1}, {"WriteLcdCurrent", Call::kWrite, ENOSPC, 3},
+        {"ReadVC", Call::kFcntl, EAGAIN, 1},        {"GetCSR", Call::kAccess, EACCES, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.command) + " " + std::to_string(static_cast<int>(c.call)));
+        Bytes answer;
+        EXPECT_TRUE(run(ftm_packet(32767, c.command, text_bytes("22")), {c.call, c.error, ""}, 1, &answer));
+        ASSERT_GE(answer.size(), 5U);
+        EXPECT_EQ(c.status, answer[4]);
+    }
+}
+
+TEST_F(FaultTest, InfoStoreHoldsTheOldOrTheNewValue) {
+    for (const Fault& fault : kFaults) {
+        bool hit = true;
+        for (unsigned nth = 1; hit; nth++) {
+            SCOPED_TRACE(std::string(fault.name) + " " + std::to_string(nth));
+            ASSERT_EQ(0U, info_write("color", "old"));
+            uint32_t status = 0;
+            {
+                Faults faults;
+                fault.error != 0 ? faults.fail(fault.call, nth, fault.error) : faults.shorten(fault.call, nth, 1);
+                status = info_write("color", "new");
+                hit = faults.count(fault.call) >= nth;
+            }
+            if (status == ~0U) {  // stored, but there was no memory for the answer
+                continue;
+            }
+            EXPECT_EQ(status <= 1 ? "new" : "old", info_read("color"));  // 1: stored, not synchronised
+        }
+    }
+}
+
+}  // namespace
