@@ -5,8 +5,10 @@
 #include <openssl/sha.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <tuple>
 
+#include "tests/support/faults.h"
 #include "tests/support/phone.h"
 #include "vendorcfg/vendorcfg.h"
 
@@ -217,6 +219,9 @@ TEST_F(FactoryDiag, AKeyboxIsWrittenThroughItsHandle) {
     write_file(kKeybox, "an older one");
     const uint32_t handle = open_keybox();
     EXPECT_EQ(read_file_text(kKeybox), "");
+    Faults faults;
+    faults.shorten(Call::kWrite, 1, 2);
+    faults.fail(Call::kWrite, 2, EINTR);
     EXPECT_EQ(send(26, u32(handle) + u32(3) + text_bytes("defg")), u32(handle) + u32(3) + u32(4) + u32(0));
     EXPECT_EQ(send(26, u32(handle) + u32(0) + text_bytes("abc")), u32(handle) + u32(0) + u32(3) + u32(0));
     EXPECT_EQ(send(26, u32(handle) + u32(2)), u32(handle) + u32(2) + u32(0) + u32(0));

@@ -1,11 +1,13 @@
 // Configuration records: where they go, how they are found, and what survives the factory clean.
 #include "vendorcfg/vendorcfg.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <map>
 #include <random>
 
+#include "tests/support/faults.h"
 #include "tests/support/phone.h"
 #include "tests/vendorcfg/lock_holder.h"
 #include "vendorcfg/vendorcfg_record.h"
@@ -199,6 +201,41 @@ TEST_F(VendorCfg, RecordsOfOlderSoftwareMoveToTheirArea) {
     EXPECT_EQ(get("auth_type"), "own");
     EXPECT_EQ(get("serialno"), "S1");
     EXPECT_EQ(name_at(33), "deviceid.sign.0");
+    expect_log_only({});
+}
+
+TEST_F(VendorCfg, ALookupIsOneTransferAndASetAtMostFour) {
+    (void)get("none");  // the device is chosen once
+    Faults faults;
+    const auto transfers_since = [&faults](unsigned reads, unsigned writes) {
+        const unsigned transfers = reads + writes;
+        EXPECT_EQ(faults.count(Call::kAccess), transfers);
+        EXPECT_EQ(faults.count(Call::kOpen), transfers);
+        EXPECT_EQ(faults.count(Call::kFcntl), 2 * transfers);
+        EXPECT_EQ(faults.count(Call::kPread), reads);
+        EXPECT_EQ(faults.count(Call::kPwrite), writes);
+        EXPECT_EQ(faults.count(Call::kClose), transfers);
+        EXPECT_EQ(faults.system_calls(), 6 * transfers);
+        faults.reset();
+    };
+    (void)get("none");
+    transfers_since(1, 0);
+    cfg_set("serialno", "1");
+    transfers_since(3, 1);
+    cfg_set("serialno", "2");
+    transfers_since(2, 1);
+    unsetcfgbyname("serialno");
+    transfers_since(2, 1);
+    factoryclean();
+    transfers_since(25, 1);
+}
+
+TEST_F(VendorCfg, ASignalIsNoFailureOfATransfer) {
+    Faults faults;
+    faults.fail(Call::kPread, 1, EINTR);
+    faults.fail(Call::kPwrite, 1, EINTR, 2);
+    cfg_set("serialno", "S1");
+    EXPECT_EQ(get("serialno"), "S1");
     expect_log_only({});
 }
 
