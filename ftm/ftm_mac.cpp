@@ -1,5 +1,6 @@
 // MAC addresses: the Wi-Fi address as a text file, the Bluetooth address as a short binary record, both on persist.
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -17,23 +18,27 @@ constexpr char kWifiHeader[] = "wifiaddr:";
 constexpr size_t kMacSize = 6;
 constexpr size_t kMacFileMax = 64;
 constexpr unsigned char kBtHeader[] = {0x01, 0x00, 0x06};
-constexpr int kWriteFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+constexpr int kWriteFlags = O_WRONLY | O_CREAT | O_CLOEXEC;  // the old address stays until the new one is there
 
 constexpr unsigned char kFileMissing = 2;  // or not to be opened, or not to be given to its owner
 constexpr unsigned char kShortWrite = 3;
 constexpr unsigned char kRefused = 4;    // a multicast address, or a file that cannot be synchronised
 constexpr unsigned char kBadHeader = 3;  // in the message
 
-// What remains after the file is open: both addresses are stored alike.
+// Cuts a file off behind what it is to hold. A device in its place has no length to set.
+void cut_file(const UniqueFd& file, size_t size) { (void)ftruncate(file.get(), static_cast<off_t>(size)); }
+
+// What remains after the file is open: both addresses are stored alike. One write over the old record, then the cut: a
+// process that dies in between leaves the old address or the new one.
 unsigned char mac_store(UniqueFd file, const void* data, size_t size) {
-    switch (write_sync_close(std::move(file), data, size)) {
-        case WriteStep::kWriteFailed:
-            return kShortWrite;
-        case WriteStep::kSyncFailed:
-            return kRefused;
-        default:
-            return kFtmSuccess;
+    const ssize_t written = write(file.get(), data, size);
+    if (written > 0) {
+        cut_file(file, static_cast<size_t>(written));
     }
+    if (written != static_cast<ssize_t>(size)) {
+        return kShortWrite;
+    }
+    return fsync(file.get()) == 0 ? kFtmSuccess : kRefused;
 }
 
 // "wifiaddr:0x00 0x11 0x22 0xAA 0xBB 0xCC ", no line end.
@@ -91,6 +96,7 @@ int ftm_diag_req_cmd_writewifimac(const char*, const unsigned char* req_args, un
         return 0;
     }
     if ((req_args[0] & 1) != 0) {  // Kept: a multicast address is refused when the old one is already gone
+        cut_file(file, 0);
         *rsp_status = kRefused;
         return 0;
     }
@@ -126,6 +132,7 @@ int ftm_diag_req_cmd_writebtmac(const char*, const unsigned char* req_args, unsi
         return 0;
     }
     if (!give_to_bluetooth(path.c_str())) {
+        cut_file(file, 0);
         return 0;
     }
     unsigned char record[sizeof(kBtHeader) + kMacSize];

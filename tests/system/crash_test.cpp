@@ -2,6 +2,7 @@
 // hold what was written last or what was being written.
 //     crash_test DAEMON ROOT KILLS [SEED]
 // ROOT is a simulated phone that nobody else uses. Status 1: a store held something else.
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -216,7 +218,7 @@ bool write_next(Daemon& daemon, Store& store) {
 // had done their work.
 void live_and_die(Daemon& daemon, unsigned microseconds_to_live, unsigned* done_in_silence) {
     for (Store& store : stores) {
-        *done_in_silence += check(daemon, store) ? 1 : 0;
+        *done_in_silence += check(daemon, store) ? 1U : 0U;
     }
     std::thread killer([&daemon, microseconds_to_live] {
         std::this_thread::sleep_for(microseconds(microseconds_to_live));

@@ -1,0 +1,14 @@
+#!/bin/sh
+# Kills the daemon at random moments while it writes its stores, and checks that none is lost:
+#     scripts/crash.sh KILLS [BUILD [SEED]]
+# BUILD is a built tree (build/release).
+set -eu
+
+[ $# -ge 1 ] || { echo "usage: $0 KILLS [BUILD [SEED]]" >&2; exit 2; }
+here=$(cd "$(dirname "$0")" && pwd)
+build=${2:-$here/../build/release}
+phone=$(mktemp -d "${TMPDIR:-/tmp}/vendordiag-crash-XXXXXX")
+trap 'rm -rf "$phone"' EXIT
+
+"$here/make-phone.sh" "$phone/phone"
+"$build/crash_test" "$build/vendordiag" "$phone/phone" "$1" ${3:+"$3"}
