@@ -114,7 +114,7 @@ int public_encrypt(const unsigned char* data, int length, const char* key_text, 
     size_t written = kRsaCipherSize;
     if (!context || length < 0 || EVP_PKEY_encrypt_init(context.get()) != 1 ||
         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
-        EVP_PKEY_get_size(key.get()) > kRsaCipherSize ||
+        EVP_PKEY_size(key.get()) > kRsaCipherSize ||
         EVP_PKEY_encrypt(context.get(), output, &written, data, static_cast<size_t>(length)) != 1) {
         return -1;
     }
