@@ -44,6 +44,11 @@ struct CipherContextFree {
 };
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree>;
 
+struct EncodeContextFree {
+    void operator()(EVP_ENCODE_CTX* context) const { EVP_ENCODE_CTX_free(context); }
+};
+using EncodeContext = std::unique_ptr<EVP_ENCODE_CTX, EncodeContextFree>;
+
 // Address of a buffer as the log shows it; what it holds stays out of the log.
 unsigned int address_of(const void* buffer) { return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(buffer)); }
 
@@ -142,6 +147,25 @@ std::string read_record(const char* record) {
     return cfg_get(record, value, "0") < 0 ? std::string() : std::string(value);
 }
 
+// Decodes a base64 text into exactly `size` bytes. False when it holds fewer, more or none.
+bool decode_base64(const std::string& text, unsigned char* out, size_t size) {
+    const EncodeContext context(EVP_ENCODE_CTX_new());
+    unsigned char bytes[kMaxBase64] = {};
+    int length = 0;
+    int tail = 0;
+    if (!context) {
+        return false;
+    }
+    EVP_DecodeInit(context.get());
+    if (EVP_DecodeUpdate(context.get(), bytes, &length, reinterpret_cast<const unsigned char*>(text.data()),
+                         static_cast<int>(text.size())) < 0 ||
+        EVP_DecodeFinal(context.get(), bytes + length, &tail) < 0 || static_cast<size_t>(length + tail) != size) {
+        return false;
+    }
+    std::copy_n(bytes, size, out);
+    return true;
+}
+
 // Joins and decodes both records. False when they hold no label.
 bool load_label(const char* name, Cipher* out) {
     const std::string part_a = read_record(kRecordA);
@@ -158,23 +182,7 @@ bool load_label(const char* name, Cipher* out) {
         return false;
     }
     out->size = text.size() == base64_size(kBlock) ? kBlock : kMaxCipher;
-    const std::unique_ptr<EVP_ENCODE_CTX, decltype(&EVP_ENCODE_CTX_free)> context(EVP_ENCODE_CTX_new(),
-                                                                                  &EVP_ENCODE_CTX_free);
-    unsigned char bytes[kMaxBase64] = {};
-    int length = 0;
-    int tail = 0;
-    if (!context) {
-        return false;
-    }
-    EVP_DecodeInit(context.get());
-    if (EVP_DecodeUpdate(context.get(), bytes, &length, reinterpret_cast<const unsigned char*>(text.data()),
-                         static_cast<int>(text.size())) < 0 ||
-        EVP_DecodeFinal(context.get(), bytes + length, &tail) < 0 ||
-        static_cast<size_t>(length) + static_cast<size_t>(tail) != out->size) {
-        return false;
-    }
-    std::copy_n(bytes, out->size, out->bytes.begin());
-    return true;
+    return decode_base64(text, out->bytes.data(), out->size);
 }
 
 int orb_aes128_cbc_decrypt_pkcs7(const LabelKey& key, const Cipher& cipher, unsigned char* plain) {
@@ -182,7 +190,7 @@ int orb_aes128_cbc_decrypt_pkcs7(const LabelKey& key, const Cipher& cipher, unsi
     ALOGD("%s iv = %x\n", __func__, address_of(key.iv.data()));
     ALOGD("%s ciphertext = %x\n", __func__, address_of(cipher.bytes.data()));
     ALOGD("%s ciphertext_size = %d\n", __func__, static_cast<int>(cipher.size));
-    ALOGD("%s plaintext = %s\n", __func__, "");  // the text itself is nobody's business here
+    ALOGD("%s plaintext = %x\n", __func__, address_of(plain));
     if (aes_cbc(key, false, cipher.bytes.data(), cipher.size, plain) != 0) {
         ALOGE("%s RET = %d\n", __func__, -1);
         return -1;
