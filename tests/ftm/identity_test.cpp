@@ -121,14 +121,6 @@ TEST_F(IdentityTest, StatusTellsTheStepThatFailed) {
     }
 }
 
-TEST_F(IdentityTest, FilesMoveToTheOtherPersistDirectory) {
-    remove("/persist");
-    make_dir("/mnt/vendor/persist");
-    EXPECT_EQ(ftm("WriteWifimac", hex("00 11 22 33 44 55")).status, 0);
-    EXPECT_TRUE(exists("/mnt/vendor/persist/wifimac.dat"));
-    expect_log({E("Failed to access /persist, errno = 2")});
-}
-
 TEST_F(IdentityTest, UsbTagIsKeptAsText) {
     EXPECT_EQ(ftm("ReadUsbTag").status, 1);
     EXPECT_EQ(to_hex(ftm("WriteUsbTag", hex("ab")).first(7)), to_hex(text_bytes("write ") + Bytes{0}));
