@@ -2,7 +2,6 @@
 // answer to the client that asked. A lock guards everything except a handler's run and the waiting, so that the
 // service can be closed and opened from any thread and from inside a handler; `generation` tells whoever comes back
 // from one of the two that what it knew is gone.
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,9 +11,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
 #include <condition_variable>
 #include <iterator>
 #include <memory>
@@ -24,47 +21,18 @@
 #define LOG_TAG "diag"
 #include "platform/host/address.h"
 #include "platform/host/diag_library.h"
+#include "platform/host/diag_link.h"
 #include "platform/host/diag_listen.h"
-#include "platform/host/diag_pty.h"
-#include "platform/host/hdlc.h"
 #include "platform/host/host.h"
 #include "platform/include/diag.h"
 #include "platform/include/log.h"
 
 namespace {
 
-constexpr size_t kReadSize = 16384;
-constexpr unsigned kFramesPerTurn = 32;  // of one client, before the others have theirs
+constexpr unsigned kFramesPerTurn = 16;  // of one client, before the others have theirs
 constexpr unsigned kAcceptsPerTurn = 16;
 constexpr size_t kMaxLinks = 512;  // below the limit of select(), which the rest of the process may use
-constexpr std::chrono::milliseconds kRetry(1000);
-
-using Clock = std::chrono::steady_clock;
-
-// One line that requests come from: a connected client, a terminal, a pseudo-terminal.
-struct Link {
-    AddressKind kind = AddressKind::kUnix;
-    std::string name;  // for log lines
-    UniqueFd fd;       // kUnix, kTcp, kTty; a terminal that has hung up has none
-    DiagPty pty;       // kPty
-    HdlcDecoder decoder;
-    std::array<uint8_t, kReadSize> input;
-    size_t input_at = 0;  // bytes from here to input_end are not decoded yet
-    size_t input_end = 0;
-    std::vector<uint8_t> output;  // frame on its way out; the next request waits until it has left
-    size_t output_at = 0;
-    unsigned session = 0;        // counts the clients of a pseudo-terminal
-    unsigned own_changes = 0;    // DiagPty::changes at the end of a frame: later ones cut into the frame that follows
-    bool ended = false;          // the client sends no more
-    bool dead = false;           // to be closed
-    Clock::time_point retry_at;  // when to look for a terminal that has hung up
-    size_t poll_at = 0;          // index of its entry in Service::polled; a pseudo-terminal's watch stands behind it
-
-    bool socket() const { return kind == AddressKind::kUnix || kind == AddressKind::kTcp; }
-    int descriptor() const { return kind == AddressKind::kPty ? pty.master.get() : fd.get(); }
-    bool has_input() const { return input_at < input_end; }
-    bool has_output() const { return output_at < output.size(); }
-};
+constexpr int kRetryMilliseconds = static_cast<int>(kDiagRetry.count());
 
 struct PickedPort {
     std::string address;  // as configured, with port 0
@@ -79,13 +47,14 @@ struct Service {
     UniqueFd wake;
     UniqueFd claim;  // of the device root, for the rest of the process
     std::string claimed_root;
+    size_t max_links = 0;
     bool attached = false;
     bool serving = false;  // a handler runs
     unsigned generation = 0;
     std::vector<DiagListener> listeners;
-    std::vector<std::unique_ptr<Link>> links;
-    std::vector<std::unique_ptr<Link>> leaving;  // closed from inside a handler, not yet told so
-    std::vector<PickedPort> picked;              // so that an address that is opened again stays what it was
+    std::vector<std::unique_ptr<DiagLink>> links;
+    std::vector<std::unique_ptr<DiagLink>> leaving;  // closed from inside a handler, not yet told so
+    std::vector<PickedPort> picked;                  // so that an address that is opened again stays what it was
     bool accept_failed = false;
     // Of the service's thread alone.
     std::vector<pollfd> polled;
@@ -100,7 +69,8 @@ Service& service() {
     return state;
 }
 
-size_t max_links() {
+// Handlers need descriptors too, whatever clients do.
+size_t limit_of_links() {
     rlimit limit{};
     const bool known = getrlimit(RLIMIT_NOFILE, &limit) == 0;
     return known ? std::min<size_t>(kMaxLinks, limit.rlim_cur / 2) : kMaxLinks;
@@ -112,120 +82,19 @@ void wake_service(const Service& state) {
     (void)!write(state.wake.get(), &one, sizeof(one));
 }
 
-// ---- One client's bytes
-
-ssize_t write_link(const Link& link, const uint8_t* data, size_t size) {
-    return link.socket() ? send(link.fd.get(), data, size, MSG_NOSIGNAL) : write(link.descriptor(), data, size);
-}
-
-void drop_output(Link* link) {
-    link->output.clear();
-    link->output_at = 0;
-}
-
-// Sends what waits, as far as the client takes it.
-void send_output(Link* link) {
-    const ssize_t size = write_link(*link, &link->output[link->output_at], link->output.size() - link->output_at);
-    if (size < 0) {
-        if (errno != EAGAIN && errno != EINTR) {
-            link->dead = link->dead || link->socket();
-            drop_output(link);
-        }
-        return;
-    }
-    link->output_at += static_cast<size_t>(size);
-    if (!link->has_output()) {
-        drop_output(link);
-    }
-}
-
-void new_session(Link* link) {
-    ++link->session;
-    drop_output(link);
-}
-
-void forget_stream(Link* link) {
-    ++link->session;
-    link->decoder = HdlcDecoder{};
-    link->own_changes = link->pty.changes;
-    link->input_at = link->input_end = 0;
-    drop_output(link);
-}
-
-// The other end of a line is gone for good (socket), or until another client comes (terminals).
-void lose_peer(Link* link) {
-    if (link->socket()) {
-        link->dead = true;
-        return;
-    }
-    forget_stream(link);
-    std::string error;
-    if (link->kind == AddressKind::kTty) {
-        ALOGE("%s: hung up, waiting for it", link->name.c_str());
-        (void)link->fd.close();
-        link->retry_at = Clock::now() + kRetry;
-    } else if (!diag_pty_clean(&link->pty, &error)) {
-        ALOGE("%s: %s", link->name.c_str(), error.c_str());
-        link->dead = true;
-    }
-}
-
-void read_link(Link* link) {
-    const ssize_t size = read(link->descriptor(), link->input.data(), link->input.size());
-    if (size > 0) {
-        link->input_at = 0;
-        link->input_end = static_cast<size_t>(size);
-        // Who is there is looked at behind the reading: a request that a new client has just sent is its own.
-        if (link->kind == AddressKind::kPty && diag_pty_refresh(&link->pty)) {
-            new_session(link);
-        }
-    } else if (size == 0 && link->socket()) {
-        link->ended = true;
-    } else if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
-        lose_peer(link);
-    }
-}
-
-void close_link(Link* link) {
-    if (link->kind == AddressKind::kPty) {
-        diag_pty_close(&link->pty);
-    } else if (link->socket()) {
-        // A child that is just being started may hold a copy for a moment; the client sees the end all the same.
-        (void)shutdown(link->fd.get(), SHUT_RDWR);
-    }
-}
-
 void close_leaving(Service* state) {
-    std::for_each(state->leaving.begin(), state->leaving.end(), [](const auto& link) { close_link(link.get()); });
+    std::for_each(state->leaving.begin(), state->leaving.end(), [](const auto& link) { diag_link_close(link.get()); });
     state->leaving.clear();
 }
 
 // ---- One request
 
-// Whether the client that asked in `session` is still there to be answered.
-bool may_answer(Link* link, unsigned session) {
-    if (link->kind != AddressKind::kPty) {
-        return true;
-    }
-    if (diag_pty_refresh(&link->pty)) {
-        new_session(link);
-    }
-    return link->session == session && !diag_pty_deserted(link->pty);
-}
-
-void answer(Link* link, unsigned session, const void* response) {
-    if (!may_answer(link, session)) {
-        return;
-    }
-    hdlc_encode(static_cast<const uint8_t*>(response), diag_response_size(response), &link->output);
-    send_output(link);
-}
-
 // Runs the handler without the lock. False: the service was closed meanwhile, and `link` is gone.
-bool serve_packet(Service* state, Link* link, Lock* lock) {
+bool serve_packet(Service* state, DiagLink* link, Lock* lock) {
     size_t size = 0;
     (void)hdlc_packet(link->decoder, &size);
     std::swap(state->request, link->decoder.frame);
+    state->request.resize(size);  // the checksum is not the handler's
     const unsigned generation = state->generation;
     const unsigned session = link->session;
     state->serving = true;
@@ -239,38 +108,21 @@ bool serve_packet(Service* state, Link* link, Lock* lock) {
         return false;
     }
     if (response != nullptr) {
-        answer(link, session, response.get());
+        diag_link_answer(link, session, response.get());
     }
     return true;
 }
 
-// The event that the end of a frame makes, after a look at whose frame it is: a client that has left a pseudo-terminal
-// may have left the beginning of one.
-HdlcEvent judge_frame(Link* link, HdlcEvent event) {
-    const bool cut = link->own_changes != link->pty.changes;
-    const bool bad = event == HdlcEvent::kBadChecksum;
-    if (bad || !link->has_input()) {
-        link->own_changes = link->pty.changes;
-    }
-    return cut && bad && hdlc_drop_foreign_start(&link->decoder) ? HdlcEvent::kPacket : event;
-}
-
 // Serves what has been read, up to one turn's worth. False: the service was closed meanwhile.
-bool serve_input(Service* state, Link* link, Lock* lock) {
+bool serve_input(Service* state, DiagLink* link, Lock* lock) {
     for (unsigned frames = 0; frames < kFramesPerTurn && link->has_input() && !link->has_output() && !link->dead;) {
-        HdlcEvent event = HdlcEvent::kNone;
-        link->input_at +=
-            hdlc_decode(&link->decoder, &link->input[link->input_at], link->input_end - link->input_at, &event);
-        if (event == HdlcEvent::kNone) {
-            continue;
-        }
-        ++frames;
-        event = judge_frame(link, event);
+        const HdlcEvent event = diag_link_decode(link);
+        frames += event != HdlcEvent::kNone ? 1 : 0;
         if (event == HdlcEvent::kPacket) {
             if (!serve_packet(state, link, lock)) {
                 return false;
             }
-        } else if (event != HdlcEvent::kEmpty) {
+        } else if (event != HdlcEvent::kNone && event != HdlcEvent::kEmpty) {
             ALOGE("%s: frame dropped: %s", link->name.c_str(), hdlc_event_text(event));
         }
     }
@@ -279,37 +131,26 @@ bool serve_input(Service* state, Link* link, Lock* lock) {
 
 // ---- One turn of a link
 
-void reopen_tty(Link* link) {
-    if (Clock::now() < link->retry_at) {
-        return;
-    }
-    link->retry_at = Clock::now() + kRetry;
-    std::string error;
-    if (diag_open_tty(link->name.substr(link->name.find(':') + 1), &link->fd, &error)) {
-        ALOGI("%s: is back", link->name.c_str());
-    }
-}
-
 // False: the service was closed meanwhile, and `link` is gone.
-bool link_turn(Service* state, Link* link, Lock* lock) {
+bool link_turn(Service* state, DiagLink* link, Lock* lock) {
     if (link->kind == AddressKind::kTty && !link->fd.ok()) {
-        reopen_tty(link);
+        diag_link_reopen(link);
         return true;
     }
     const short events = state->polled[link->poll_at].revents;
     if (link->kind == AddressKind::kPty) {
-        if (state->polled[link->poll_at + 1].revents != 0 && diag_pty_refresh(&link->pty)) {
-            new_session(link);
+        if (state->polled[link->poll_at + 1].revents != 0) {
+            diag_link_refresh(link);
         }
         if ((events & POLLHUP) != 0) {
-            drop_output(link);
+            diag_link_drop_output(link);
         }
     }
     if (link->has_output() && events != 0) {
-        send_output(link);
+        diag_link_send(link);
     }
     if (!link->has_input() && !link->has_output() && !link->ended && (events & ~POLLOUT) != 0) {
-        read_link(link);
+        diag_link_read(link);
     }
     if (!serve_input(state, link, lock)) {
         return false;
@@ -321,7 +162,7 @@ bool link_turn(Service* state, Link* link, Lock* lock) {
 // ---- All of them
 
 void add_link(Service* state, AddressKind kind, std::string name, UniqueFd fd) {
-    auto link = std::make_unique<Link>();
+    auto link = std::make_unique<DiagLink>();
     link->kind = kind;
     link->name = std::move(name);
     link->fd = std::move(fd);
@@ -329,7 +170,7 @@ void add_link(Service* state, AddressKind kind, std::string name, UniqueFd fd) {
 }
 
 void accept_clients(Service* state, const DiagListener& listener) {
-    for (unsigned i = 0; i < kAcceptsPerTurn && state->links.size() < max_links(); ++i) {
+    for (unsigned i = 0; i < kAcceptsPerTurn && state->links.size() < state->max_links; ++i) {
         UniqueFd fd(accept4(listener.fd.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (!fd.ok()) {
             const bool out_of_something = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
@@ -351,11 +192,11 @@ void accept_clients(Service* state, const DiagListener& listener) {
 void sweep_links(Service* state) {
     const auto dead =
         std::stable_partition(state->links.begin(), state->links.end(), [](const auto& link) { return !link->dead; });
-    std::for_each(dead, state->links.end(), [](const auto& link) { close_link(link.get()); });
+    std::for_each(dead, state->links.end(), [](const auto& link) { diag_link_close(link.get()); });
     state->links.erase(dead, state->links.end());
 }
 
-void poll_link(Service* state, Link* link) {
+void poll_link(Service* state, DiagLink* link) {
     const bool idle_pty = link->kind == AddressKind::kPty && !diag_pty_in_use(link->pty);
     short events = 0;
     if (link->has_output()) {
@@ -374,17 +215,17 @@ void poll_link(Service* state, Link* link) {
 int prepare_poll(Service* state) {
     state->polled.clear();
     state->polled.push_back({state->wake.get(), POLLIN, 0});
-    const bool accepting = !state->accept_failed && state->links.size() < max_links();
+    const bool accepting = !state->accept_failed && state->links.size() < state->max_links;
     for (const DiagListener& listener : state->listeners) {
         state->polled.push_back({accepting ? listener.fd.get() : -1, POLLIN, 0});
     }
-    int timeout = state->accept_failed ? static_cast<int>(kRetry.count()) : -1;
+    int timeout = state->accept_failed ? kRetryMilliseconds : -1;
     for (const auto& link : state->links) {
         poll_link(state, link.get());
         if (link->has_input() && !link->has_output()) {
             timeout = 0;
         } else if (link->descriptor() < 0 && timeout < 0) {
-            timeout = static_cast<int>(kRetry.count());
+            timeout = kRetryMilliseconds;
         }
     }
     return timeout;
@@ -411,6 +252,7 @@ void run_round(Service* state, Lock* lock) {
 
 void* run_service(void*) {
     Service& state = service();
+    (void)pthread_setname_np(pthread_self(), "diag");  // for people who look at the process
     Lock lock(state.lock);
     for (;;) {
         const int timeout = prepare_poll(&state);
@@ -579,6 +421,7 @@ extern "C" bool Diag_LSM_Init(uint8_t*) {
         close_addresses(&state);
         return false;
     }
+    state.max_links = limit_of_links();
     state.attached = true;
     ++state.generation;
     close_leaving(&state);

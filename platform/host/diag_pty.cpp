@@ -169,6 +169,7 @@ bool diag_pty_clean(DiagPty* pty, std::string* error) {
     }
     pty->emptied = false;
     pty->opens = 0;
+    ++pty->changes;  // and those that nobody has seen meanwhile
     if (!diag_pty_deserted(*pty)) {
         // Somebody has come meanwhile, seen by the new watch or before it.
         count_events(pty, &replaced);

@@ -1,0 +1,65 @@
+// One line that diag requests come from, and its bytes: a connected client, a terminal, a pseudo-terminal. Nothing here
+// knows of other lines or runs a handler.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/host/address.h"
+#include "platform/host/diag_pty.h"
+#include "platform/host/hdlc.h"
+#include "platform/include/handles.h"
+
+constexpr std::chrono::milliseconds kDiagRetry(1000);  // pause before something that failed is tried again
+
+struct DiagLink {
+    AddressKind kind = AddressKind::kUnix;
+    std::string name;  // address, for log lines
+    UniqueFd fd;       // all but kPty; a terminal that has hung up has none
+    DiagPty pty;       // kPty
+    HdlcDecoder decoder;
+    std::array<uint8_t, 16384> input;
+    size_t input_at = 0;  // bytes from here to input_end are not decoded yet
+    size_t input_end = 0;
+    std::vector<uint8_t> output;  // a frame on its way out; the next request waits until it has left
+    size_t output_at = 0;
+    unsigned session = 0;      // counts the clients of a terminal
+    unsigned own_changes = 0;  // DiagPty::changes at the end of a frame: later ones cut into the frame that follows
+    bool ended = false;        // the client sends no more
+    bool dead = false;         // to be closed
+    std::chrono::steady_clock::time_point retry_at;  // when to look for a terminal that has hung up
+    size_t poll_at = 0;  // index of its entry among the polled ones; a pseudo-terminal's watch stands behind it
+
+    bool socket() const { return kind == AddressKind::kUnix || kind == AddressKind::kTcp; }
+    int descriptor() const { return kind == AddressKind::kPty ? pty.master.get() : fd.get(); }
+    bool has_input() const { return input_at < input_end; }
+    bool has_output() const { return output_at < output.size(); }
+};
+
+// Reads what has arrived; only while there is no undecoded input.
+void diag_link_read(DiagLink* link);
+
+// Decodes up to the end of one frame. kPacket: the packet is in `link->decoder`.
+HdlcEvent diag_link_decode(DiagLink* link);
+
+// Sends what waits to be sent, as far as the client takes it.
+void diag_link_send(DiagLink* link);
+
+// Sends a response to the client that asked in `session`, unless that one has left.
+void diag_link_answer(DiagLink* link, unsigned session, const void* response);
+
+// Takes note of who has come to a pseudo-terminal and who has left it.
+void diag_link_refresh(DiagLink* link);
+
+// Forgets what waits to be sent.
+void diag_link_drop_output(DiagLink* link);
+
+// Looks for a terminal that has hung up, when it is time to.
+void diag_link_reopen(DiagLink* link);
+
+// Tells the client that it is over. The descriptors close with the link.
+void diag_link_close(DiagLink* link);
