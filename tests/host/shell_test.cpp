@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -90,8 +91,8 @@ TEST_F(HostShell, NoDescriptorReachesAChildNotEvenInTheBackground) {
     UniqueFd writer(ends[1]);
     EXPECT_EQ(device_system("exec >&- 2>&-; sleep 5 & echo $! > /pid"), 0);
     writer.close();
-    char byte = 0;
-    EXPECT_EQ(read(reader.get(), &byte, 1), 0);  // nobody else holds the writing end
+    pollfd end{reader.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&end, 1, 1000), 1) << "somebody else holds the writing end";
     kill(std::stoi(read_file_text("/pid")), SIGKILL);
 }
 }  // namespace
