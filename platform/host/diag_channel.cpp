@@ -448,6 +448,7 @@ extern "C" bool Diag_LSM_DeInit() {
 }
 
 void diag_settle(std::chrono::milliseconds limit) {
+    using Clock = std::chrono::steady_clock;
     constexpr std::chrono::milliseconds kLook(5);
     Service& state = service();
     Lock lock(state.lock);
