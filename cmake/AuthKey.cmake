@@ -17,7 +17,7 @@ endif()
 
 # The same text under another path is still the development key.
 file(READ ${VENDORDIAG_AUTH_DEV_KEY} auth_dev_key_text)
-if(ANDROID AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND VENDORDIAG_AUTH_KEY_TEXT STREQUAL auth_dev_key_text)
+if(VENDORDIAG_PLATFORM STREQUAL "android" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND VENDORDIAG_AUTH_KEY_TEXT STREQUAL auth_dev_key_text)
   message(WARNING "This release build for a phone carries the development key, which anybody can answer for: "
                   "set VENDORDIAG_AUTH_PUBLIC_KEY to the product's key")
 endif()
