@@ -34,7 +34,8 @@ char* file_item_read(FILE* file, uint32_t* len, FileItemTrace trace) {
     } else {
         printf("FileLen = %d\n", static_cast<int>(size));
     }
-    char* content = size >= 0 ? static_cast<char*>(calloc(static_cast<size_t>(size) + 1, 1)) : nullptr;
+    const bool sensible = size >= 0 && size < INT32_MAX;  // a directory is endless
+    char* content = sensible ? static_cast<char*>(calloc(static_cast<size_t>(size) + 1, 1)) : nullptr;
     if (content == nullptr) {
         if (trace == FileItemTrace::kLog) {
             ALOGE("4Exit WIFI_ReadAddr:open file ERROR");

@@ -157,6 +157,8 @@ TEST_F(HardwareTest, SensorResultsAreWholeFiles) {
         EXPECT_EQ(ask(command), Answer(0, std::string("1,2\n") + file)) << command;
     }
     EXPECT_TRUE(log_contains("ftm_diag_req_cmd_GetVibrateData 1,2"));
+    make_dir(std::string(kSensors) + "light_sen_2.txt");
+    EXPECT_EQ(ftm("GetLightData2").status, 1);
     write_file(std::string(kSensors) + "tof_sen.txt", std::string(5000, 't'));
     EXPECT_EQ(ftm("GetTofData").text().size(), 4090u);
 }
