@@ -1,4 +1,4 @@
-// A sequence of requests on one phone, whose files change between them. Layout: steps of a selector (odd: a change of a
+// A sequence of requests on one fresh phone, whose files change between them. Layout: steps of a selector (odd: a change of a
 // file) and what the step takes.
 #include "fuzz/fuzz_phone.h"
 
