@@ -141,6 +141,10 @@ rest() {
 }
 
 build_programs
+if "$build/vdiag" --connect "$address" --timeout 2s version >/dev/null 2>&1; then
+    echo "$0: a daemon serves this phone already ($address)" >&2
+    exit 1
+fi
 if [ "$fresh" = yes ]; then
     scripts/make-phone.sh "$root"
 fi
