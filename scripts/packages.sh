@@ -8,7 +8,7 @@ wanted=
 for use in "$@"; do
     case $use in
         build) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev libgtest-dev libcli11-dev
-            nlohmann-json3-dev libreadline-dev" ;;
+            nlohmann-json3-dev libedit-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
         fuzz) wanted="$wanted clang-14 libclang-rt-14-dev" ;;
         *) echo "$0: unknown use '$use'" >&2; exit 2 ;;

@@ -232,6 +232,12 @@ std::vector<uint8_t> host_diag_take(void* response) {
     return {bytes, bytes + diag_response_size(response)};
 }
 
+std::vector<const DiagDispatchTable*> host_diag_tables() {
+    Library& state = library();
+    const std::lock_guard<std::mutex> guard(state.lock);
+    return state.tables;
+}
+
 void host_diag_fail_alloc(unsigned skip, unsigned count) {
     Library& state = library();
     const std::lock_guard<std::mutex> guard(state.lock);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/include/diag.h"
+
 // One log record, as it was handed in (line feeds untouched).
 struct HostLogRecord {
     int priority;
@@ -50,6 +52,9 @@ std::optional<std::vector<uint8_t>> host_diag_serve(const std::vector<uint8_t>& 
 
 // The bytes of a response that a handler returned, for tests that call handlers themselves; frees the response.
 std::vector<uint8_t> host_diag_take(void* response);
+
+// The registered tables, in order of registration.
+std::vector<const DiagDispatchTable*> host_diag_tables();
 
 // Makes the next `count` response allocations fail after `skip` good ones.
 void host_diag_fail_alloc(unsigned skip, unsigned count);

@@ -76,6 +76,22 @@ bool encode_counted(const Field& field, const std::string& word, Bytes* out, std
     return true;
 }
 
+// "5a*256": the bytes, so many times. No value: the word is not written so.
+std::optional<Bytes> repeated_bytes(const std::string& word) {
+    constexpr uint64_t kMost = 65535;  // a packet holds no more
+    const size_t star = word.find('*');
+    const auto unit = hex_parse(word.substr(0, star));
+    const auto count = star == std::string::npos ? std::nullopt : number_parse(word.substr(star + 1));
+    if (!unit || !count || *count * unit->size() > kMost || *count > kMost) {
+        return std::nullopt;
+    }
+    Bytes out;
+    for (uint64_t i = 0; i < *count; ++i) {
+        out.insert(out.end(), unit->begin(), unit->end());
+    }
+    return out;
+}
+
 bool encode_bytes(const Field& field, const std::string& word, Bytes* out, std::string* error) {
     Bytes bytes;
     if (word.starts_with('@')) {
@@ -84,8 +100,10 @@ bool encode_bytes(const Field& field, const std::string& word, Bytes* out, std::
         }
     } else if (const auto digits = hex_parse(word)) {
         bytes = *digits;
+    } else if (const auto many = repeated_bytes(word)) {
+        bytes = *many;
     } else {
-        return refuse(field, "'" + word + "' is neither hexadecimal nor @FILE", error);
+        return refuse(field, "'" + word + "' is neither hexadecimal, such as 00ff or 00*128, nor @FILE", error);
     }
     if (field.size > 0 && bytes.size() != field.size) {
         return refuse(field, std::to_string(bytes.size()) + " bytes, not " + std::to_string(field.size), error);

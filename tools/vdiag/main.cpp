@@ -1,14 +1,34 @@
 // vdiag, the command-line client of the factory-diagnostics daemon.
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
 
+#include "tools/vdiag/help.h"
 #include "tools/vdiag/invocation.h"
 #include "tools/vdiag/perform.h"
+#include "tools/vdiag/plan_run.h"
+#include "tools/vdiag/probe.h"
+#include "tools/vdiag/prompt.h"
 #include "tools/vdiag/report.h"
 
 namespace vdiag {
 namespace {
+
+constexpr int kProbeTimeout = 1000;  // milliseconds, unless one is given
+
+int fail(const Failure& failure) {
+    warn(failure.text);
+    return failure.exit_status;
+}
+
+int print(const std::string& text, int fd = STDOUT_FILENO) { return write_all(fd, text) ? kExitDone : kExitFailure; }
+
+// With a recording on standard output the answers go to standard error.
+int answer_fd(const Invocation& invocation) { return invocation.pcap == "-" ? STDERR_FILENO : STDOUT_FILENO; }
+
+Style style_of(const Invocation& invocation) {
+    return {invocation.json, invocation.hex, colours(answer_fd(invocation)), false};
+}
 
 // Puts the options into force.
 bool configure(const Invocation& invocation, Session* session, Failure* failure) {
@@ -18,7 +38,7 @@ bool configure(const Invocation& invocation, Session* session, Failure* failure)
     const auto retries = number_parse(invocation.retry.empty() ? "0" : invocation.retry);
     if (!timeout || !retries || *retries > 1000) {
         *failure = {kExitUsage,
-                    !timeout ? "--timeout takes a time such as 2s or 300ms" : "--retry takes a number to 1000"};
+                    !timeout ? "--timeout takes a time such as 2s or 300ms" : "--retry takes a number up to 1000"};
         return false;
     }
     session->timeout_ms = *timeout;
@@ -31,17 +51,11 @@ bool configure(const Invocation& invocation, Session* session, Failure* failure)
     return true;
 }
 
-int fail(const Failure& failure) {
-    warn(failure.text);
-    return failure.exit_status;
-}
-
-// With a recording on standard output the answers go to standard error.
 int print_answer(const Answer& answer, const Invocation& invocation) {
-    const int fd = invocation.pcap == "-" ? STDERR_FILENO : STDOUT_FILENO;
-    const bool raw = answer.title == "raw";
-    const Style style{invocation.json, invocation.hex, colours(fd), raw};
-    if (!write_all(fd, report_answer(answer, style))) {
+    const int fd = answer_fd(invocation);
+    Style style = style_of(invocation);
+    style.raw = answer.title == "raw";
+    if (print(report_answer(answer, style), fd) != kExitDone) {
         return kExitFailure;
     }
     const std::string text = complaint(answer);
@@ -51,23 +65,96 @@ int print_answer(const Answer& answer, const Invocation& invocation) {
     return exit_status_of(answer);
 }
 
-int ask(const Invocation& invocation) {
-    Session session;
+int ask(Session* session, const Invocation& invocation) {
     Failure failure;
     Answer answer;
-    if (!configure(invocation, &session, &failure) || !perform(&session, invocation, &answer, &failure)) {
-        return fail(failure);
+    return perform(session, invocation, &answer, &failure) ? print_answer(answer, invocation) : fail(failure);
+}
+
+int run_help(const std::vector<std::string>& words) {
+    std::string text;
+    if (words.empty()) {
+        return print(help_text());
     }
-    return print_answer(answer, invocation);
+    return help_for(words, &text) ? print(text) : fail({kExitUsage, "no command '" + words[0] + "'"});
+}
+
+int run_completion(const Invocation& invocation) {
+    const std::string script = invocation.words.size() == 2 ? completion_script(invocation.words[1]) : "";
+    return script.empty() ? fail({kExitUsage, "completion takes bash, zsh or fish"}) : print(script);
+}
+
+// Writes docs/commands.md or docs/vdiag.1, for the build.
+int run_generate(const Invocation& invocation) {
+    const bool page = invocation.words.size() == 2 && invocation.words[1] == "page";
+    return print(page ? manual_page() : manual_markdown());
+}
+
+int run_probe(const Invocation& invocation) {
+    const std::vector<std::string> given(invocation.words.begin() + 1, invocation.words.end());
+    const int timeout = milliseconds_parse(invocation.timeout).value_or(kProbeTimeout);
+    return probe(given.empty() ? usual_places() : given, timeout, style_of(invocation), STDOUT_FILENO);
+}
+
+int run_prompt(Session* session, const Invocation& options);
+
+int dispatch(Session* session, const Invocation& invocation) {
+    const std::string verb = invocation.words.empty() ? "" : invocation.words[0];
+    if (invocation.help || verb == "help") {
+        const std::ptrdiff_t from = verb == "help" ? 1 : 0;
+        return run_help({invocation.words.begin() + from, invocation.words.end()});
+    }
+    if (verb == "list") {
+        return print(list_text());
+    }
+    if (verb == "completion") {
+        return run_completion(invocation);
+    }
+    if (verb == "generate-manual") {
+        return run_generate(invocation);
+    }
+    if (verb == "probe") {
+        return run_probe(invocation);
+    }
+    if (verb == "run") {
+        return run_plans(session, invocation, style_of(invocation), answer_fd(invocation));
+    }
+    if (verb.empty() && isatty(STDIN_FILENO) != 0) {
+        return run_prompt(session, invocation);
+    }
+    return ask(session, invocation);
+}
+
+// Options that were given to the program hold for every line.
+int run_prompt(Session* session, const Invocation& options) {
+    prompt_loop([&](const std::vector<std::string>& words) {
+        Invocation line;
+        std::string error;
+        if (!invocation_parse(words, &line, &error)) {
+            warn(error);
+            return;
+        }
+        line.json = line.json || options.json;
+        line.hex = line.hex || options.hex;
+        line.pcap = options.pcap;
+        (void)dispatch(session, line);
+    });
+    return kExitDone;
 }
 
 int run(const std::vector<std::string>& arguments) {
     Invocation invocation;
-    std::string error;
-    if (!invocation_parse(arguments, &invocation, &error)) {
-        return fail({kExitUsage, error});
+    Session session;
+    Failure failure;
+    if (!invocation_parse(arguments, &invocation, &failure.text)) {
+        return fail({kExitUsage, failure.text});
     }
-    return ask(invocation);
+    if (!configure(invocation, &session, &failure)) {
+        return fail(failure);
+    }
+    const int status = dispatch(&session, invocation);
+    pcap_close(&session.pcap);
+    return status;
 }
 
 }  // namespace

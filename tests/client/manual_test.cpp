@@ -1,0 +1,69 @@
+// The manuals that are checked in, and the completions.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/client/peer.h"
+#include "tools/vdiag/help.h"
+#include "tools/vdiag/perform.h"
+#include "tools/vdiag/prompt.h"
+
+namespace vdiag {
+namespace {
+
+std::string source(const std::string& path) {
+    std::ostringstream out;
+    out << std::ifstream(VENDORDIAG_SOURCE_DIR "/" + path).rdbuf();
+    return out.str();
+}
+
+TEST(ManualTest, CheckedInManualsAreWhatTheCatalogueWrites) {
+    EXPECT_TRUE(source("docs/commands.md") == manual_markdown()) << "build the target manuals";
+    EXPECT_TRUE(source("docs/vdiag.1") == manual_page()) << "build the target manuals";
+}
+
+TEST(ManualTest, CompletionScriptsAreSoundAndNameEveryCommand) {
+    for (const char* shell : {"bash", "zsh", "fish"}) {
+        const std::string script = completion_script(shell);
+        for (const std::string& name : ftm_names()) {
+            EXPECT_NE(script.find(name), std::string::npos) << shell << " " << name;
+        }
+    }
+    EXPECT_EQ(completion_script("tcsh"), "");
+    const std::string path = testing::TempDir() + "vdiag-completion";
+    std::ofstream(path)
+        << completion_script("bash")
+        << "COMP_WORDS=(vdiag -c unix:x ftm readw) COMP_CWORD=4; _vdiag; [ \"${COMPREPLY[*]}\" = ReadWifimac ] && "
+           "COMP_WORDS=(vdiag keybox '') COMP_CWORD=2 && _vdiag && [ \"${COMPREPLY[*]}\" = 'open close write send' ]\n";
+    EXPECT_EQ(system(("bash " + path).c_str()), 0);
+    unlink(path.c_str());
+}
+
+TEST(ManualTest, EveryCommandHasHelp) {
+    for (const Command& command : catalogue()) {
+        std::vector<std::string> words;
+        std::string text;
+        for (const std::string_view word : split(command.name, ' ')) {
+            words.emplace_back(word);
+        }
+        EXPECT_TRUE(help_for(words, &text)) << command.name;
+        EXPECT_NE(text.find(command.help), std::string::npos) << text;
+    }
+    for (const char* verb : {"csr", "unlock", "keys", "run", "raw", "ftm", "keybox"}) {
+        std::string text;
+        EXPECT_TRUE(help_for({verb}, &text)) << verb;
+    }
+}
+
+TEST(PromptTest, TheNextWordIsOffered) {
+    using Words = std::vector<std::string>;
+    EXPECT_EQ(completions({"csr"}), Words{"fetch"});
+    EXPECT_EQ(completions({"ftm", "readfuse"}), (Words{"secboot", "simlock", "permission"}));
+    EXPECT_EQ(completions({"audio"}), (Words{"handset", "off"}));
+    EXPECT_EQ(completions({"ftm"}), ftm_names());
+    EXPECT_EQ(completions({"nonsense"}), Words{});
+}
+
+}  // namespace
+}  // namespace vdiag

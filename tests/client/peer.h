@@ -1,0 +1,50 @@
+// What the client's tests stand on: the real program run as a child, and a peer that answers as it is told.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+struct ClientRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+    double seconds = 0;
+};
+
+// Runs vdiag with these arguments. `input` is its standard input.
+ClientRun run_client(const std::vector<std::string>& arguments, const std::string& input = "");
+
+// A frame as it goes over the wire.
+Bytes frame(const Bytes& packet);
+
+// A peer on a Unix socket. `reply` gets each request packet and gives the bytes to send back as they are; it may close
+// the connection by setting `hang_up`.
+class FakePeer {
+   public:
+    using Reply = std::function<Bytes(const Bytes& request, bool* hang_up)>;
+    explicit FakePeer(Reply reply);
+    ~FakePeer();
+    FakePeer(const FakePeer&) = delete;
+    FakePeer& operator=(const FakePeer&) = delete;
+
+    std::string address() const { return "unix:" + path_; }
+    std::vector<Bytes> requests() const { return requests_; }  // once the client has ended
+    unsigned connections() const { return connections_; }
+
+   private:
+    void serve();
+    void serve_client(int fd);
+    Reply reply_;
+    std::string directory_;
+    std::string path_;
+    int listener_ = -1;
+    std::atomic<bool> stopping_{false};
+    std::atomic<unsigned> connections_{0};
+    std::vector<Bytes> requests_;
+    std::thread thread_;
+};
