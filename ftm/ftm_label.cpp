@@ -159,7 +159,7 @@ bool decode_base64(const std::string& text, unsigned char* out, size_t size) {
     EVP_DecodeInit(context.get());
     if (EVP_DecodeUpdate(context.get(), bytes, &length, reinterpret_cast<const unsigned char*>(text.data()),
                          static_cast<int>(text.size())) < 0 ||
-        EVP_DecodeFinal(context.get(), bytes + length, &tail) < 0 || static_cast<size_t>(length + tail) != size) {
+        EVP_DecodeFinal(context.get(), bytes + length, &tail) < 0 || length + tail != static_cast<int>(size)) {
         return false;
     }
     std::copy_n(bytes, size, out);
