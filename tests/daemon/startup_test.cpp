@@ -38,8 +38,9 @@ TEST_F(Startup, ModemThatAnswersLateStillMakesTheFlag) {
 }
 
 TEST_F(Startup, NothingIsRegisteredWithoutTheDiagService) {
+    write_file("/file", "");
     HostSettings broken = settings();
-    broken.listen = {"unix:/no/such/directory/diag"};
+    broken.listen = {"unix:" + host("/file") + "/diag"};  // nobody can make a directory of a file
     reconfigure(broken);
     set_state("modem/qmi", "0");
     EXPECT_EQ(vendor_diag_start(), -1);
