@@ -84,7 +84,15 @@ bool set_key(xmlNode* root, const FactoryKey& key) {
 
 bool is_xml_character(int c) {
     return c == '\t' || c == '\n' || c == '\r' || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
-           c >= 0x10000;
+           (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+// Bytes of a character's shortest form; the parser refuses every other one.
+int utf8_length(int c) {
+    if (c < 0x80) {
+        return 1;
+    }
+    return c < 0x800 ? 2 : (c < 0x10000 ? 3 : 4);
 }
 
 // True when the text is UTF-8 of characters that may stand in a document.
@@ -92,7 +100,7 @@ bool is_xml_text(const std::string& text) {
     for (size_t at = 0; at < text.size();) {
         int length = static_cast<int>(std::min<size_t>(text.size() - at, 4));
         const int c = xmlGetUTF8Char(xml(text.data() + at), &length);
-        if (c < 0 || !is_xml_character(c)) {
+        if (c < 0 || length != utf8_length(c) || !is_xml_character(c)) {
             return false;
         }
         at += static_cast<size_t>(length);

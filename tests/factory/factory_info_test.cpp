@@ -90,6 +90,9 @@ TEST_F(FactoryInfo, KeyOrValueThatNoDocumentHoldsStoresNothing) {
                                       {"k", "\x01"},
                                       {"k", "\xC3"},
                                       {"k", "\xED\xA0\x80"},
+                                      {"k", "\xF4\x90\x80\x80"},
+                                      {"\xC1\xB6", "v"},
+                                      {"k", "\xE0\x80\xBC"},
                                       {"k", std::string("a\0", 2)}}) {
         clear_log();
         EXPECT_EQ(write({{"kept", "2"}, bad}), 3U) << bad.name;
