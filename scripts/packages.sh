@@ -1,26 +1,29 @@
 #!/bin/sh
 # Installs what is missing for one or more uses, by Debian package name:
-#     scripts/packages.sh build | lint | fuzz ...
+#     scripts/packages.sh build | lint | fuzz | target | arm64 ...
 # Says and does nothing when all is there. As root, or with sudo.
 set -eu
 
 wanted=
+foreign=
 for use in "$@"; do
     case $use in
         build) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev libgtest-dev libcli11-dev
             nlohmann-json3-dev libedit-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
         fuzz) wanted="$wanted clang-14 libclang-rt-14-dev" ;;
+        target) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev blueprint-tools m4 checkpolicy" ;;
+        arm64) wanted="$wanted g++-aarch64-linux-gnu qemu-user libxml2-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64
+            libreadline-dev:arm64"
+            foreign=arm64 ;;
         *) echo "$0: unknown use '$use'" >&2; exit 2 ;;
     esac
 done
 
 missing=
 for package in $wanted; do
-    case $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || :) in
-        installed) ;;
-        *) missing="$missing $package" ;;
-    esac
+    # One line per architecture that has it.
+    dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing="$missing $package"
 done
 [ -n "$missing" ] || exit 0
 
@@ -30,6 +33,7 @@ if [ "$(id -u)" -ne 0 ]; then
     as_root=sudo
 fi
 echo "== Installing$missing"
+[ -z "$foreign" ] || $as_root dpkg --add-architecture "$foreign"
 $as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
 # shellcheck disable=SC2086  # a list of names
 $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
