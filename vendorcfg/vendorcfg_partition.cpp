@@ -36,10 +36,12 @@ constexpr const char* orbcfg_paths[] = {
 class LockedDevice {
    public:
     LockedDevice(const char* caller, int flags, short lock_type) {
-        if (device_access(vendorcfg_blk_path, F_OK) != 0) {
-            get_valid_blk_path();
-        }
         fd_ = UniqueFd(device_open(vendorcfg_blk_path, flags | O_CLOEXEC));
+        // Asked only now, for a path that opens is there: another is chosen when this one is gone.
+        if (!fd_.ok() && device_access(vendorcfg_blk_path, F_OK) != 0) {
+            get_valid_blk_path();
+            fd_ = UniqueFd(device_open(vendorcfg_blk_path, flags | O_CLOEXEC));
+        }
         if (!fd_.ok()) {
             ALOGI("Open file(%s) failed\n", vendorcfg_blk_path);
         } else if (!lock(lock_type)) {

@@ -43,6 +43,9 @@ int kernel_node_flags(int flags) {
 // that a second descriptor on the same device was quicker than.
 int input_device_flags(int flags) { return (flags & ~O_ACCMODE) | O_RDWR | O_NONBLOCK; }
 
+// Host path of a normal path.
+std::string below_root(const std::string& normal) { return normal.empty() ? normal : host_settings().root + normal; }
+
 bool is_fifo(const char* host_file) {
     struct stat st {};
     return stat(host_file, &st) == 0 && S_ISFIFO(st.st_mode);
@@ -100,16 +103,13 @@ std::string host_normal_path(const char* path) {
     return directory || normal.empty() ? normal + "/" : normal;
 }
 
-std::string host_path(const char* path) {
-    const std::string normal = host_normal_path(path);
-    return normal.empty() ? normal : host_settings().root + normal;
-}
+std::string host_path(const char* path) { return below_root(host_normal_path(path)); }
 
 std::string device_path(const char* path) { return host_path(path); }
 
 int device_open(const char* path, int flags, mode_t mode) {
     const std::string normal = host_normal_path(path);
-    const std::string file = host_path(path);
+    const std::string file = below_root(normal);
     if (is_kernel_node(normal)) {
         flags = kernel_node_flags(flags);
     } else if (begins_with(normal, "/dev/input/") && is_fifo(file.c_str())) {
