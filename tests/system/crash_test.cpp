@@ -241,6 +241,7 @@ int main(int count, char** words) {
     }
     const unsigned long kills = strtoul(words[3], nullptr, 10);
     const unsigned seed = count > 4 ? static_cast<unsigned>(strtoul(words[4], nullptr, 10)) : std::random_device()();
+    (void)setvbuf(stdout, nullptr, _IOLBF, 0);
     printf("seed %u\n", seed);
     std::mt19937 random(seed);
     {
