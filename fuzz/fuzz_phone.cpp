@@ -84,7 +84,12 @@ constexpr PhoneFile kPrograms[] = {
     {"vendor/bin/orb_pdt_tool", "echo \"$*\""},
     {"vendor/bin/hdcp2p2prov", "echo done"},
     {"system/bin/alikey_client", "exit 0"},
-    {"system/bin/md5sum", "echo 0123456789abcdef0123456789abcdef"},
+    {"vendor/bin/md5sum", "echo 0123456789abcdef0123456789abcdef"},
+    {"vendor/bin/rkp_factory_extraction_tool", "echo '{\"csr\":\"AAAA\"}'"},
+    {"vendor/bin/KmInstallKeybox", "echo 'InstallKeybox is done!'"},
+    {"vendor/bin/StoreKeybox", "echo successful"},
+    {"vendor/bin/oemcrypto_test", "echo '[       OK ]'"},
+    {"system/bin/diag_mdlog", "exit 0"},
 };
 
 // What a fuzzer may change. Never a program.
@@ -115,6 +120,31 @@ constexpr const char* kChangeable[] = {
     "sys/class/power_supply/battery/present",
     "sys/class/android_usb/android0/iSerial",
     "dev/block/by-name/orbcfg",
+    "mnt/vendor/persist/fan_light",
+    "mnt/vendor/persist/keybox/csr.json",
+    "mnt/vendor/persist/keybox/keybox.xml",
+    "mnt/vendor/persist/factoryinfo/customfolder",
+    "cache/board_number",
+    "cache/sw_ver_num",
+    "data/app/mcRegistry/00000000.authtokcont",
+    "dev/block/bootdevice/by-name/apdp",
+    "dev/block/bootdevice/by-name/apdpb",
+    "dev/block/bootdevice/by-name/sec",
+    "dev/block/bootdevice/by-name/secdata",
+    "vendor/firmware_mnt/image/apdpmini.mbn",
+    "vendor/firmware_mnt/image/apdpfull.mbn",
+    "proc/partitions",
+    "sys/class/leds/aw22xxx_led/rgb",
+    "sys/class/leds/aw9523b_led/device/led_ftm_mode",
+    "sys/class/power_supply/battery/capacity",
+    "sys/class/qcom-battery/ship_mode_en",
+    "sys/devices/platform/orb_ftm/orb_ftm/efs_recovery",
+    "sys/devices/soc0/orb_hw_ver",
+    "sys/module/orb_misc/parameters/factory_mode",
+    "sys/module/orb_misc/parameters/is_breath_led_exist",
+    "sys/module/restart/parameters/download_mode",
+    "sys/devices/platform/soc/soc:orb_rchip/orb-rchip/power_on",
+    "sys/devices/platform/soc/soc:orb_rchip/orb-rchip/bd_gps_sw",
     ".sim/modem/efs/0",
     ".sim/modem/eid",
     ".sim/modem/imei",
@@ -138,7 +168,16 @@ constexpr const char* kChangeable[] = {
     ".sim/properties/persist.vendor.sys.device.country",
 };
 
-constexpr uint8_t kSubsystems[] = {253, 171, 202, 205, 11};
+struct NumberedCommand {
+    uint8_t subsystem;
+    uint16_t code;
+};
+constexpr NumberedCommand kNumbered[] = {
+    {253, 1},  {253, 2},  {253, 3},   {253, 4},   {253, 5},  {253, 6},   {253, 7},  {253, 8},  {253, 9},  {253, 10},
+    {253, 11}, {253, 12}, {253, 13},  {253, 14},  {253, 15}, {253, 16},  {253, 17}, {253, 18}, {253, 19}, {253, 20},
+    {253, 21}, {253, 22}, {253, 23},  {253, 24},  {253, 25}, {253, 26},  {202, 4},  {205, 43}, {171, 7},  {171, 8},
+    {171, 9},  {205, 4},  {171, 518}, {171, 262}, {205, 26}, {205, 164}, {11, 54},
+};
 constexpr uint8_t kTopLevel[] = {56, 57, 60, 246, 41, 0};
 
 enum Kind : uint8_t { kExtended, kMain, kBattery, kSubsystem, kTop, kRaw, kKinds };
@@ -260,8 +299,9 @@ std::string fuzz_request(FuzzInput* input, bool counted) {
         case kBattery:
             return named_request(32765, "setfactorymode", input, counted);
         case kSubsystem: {
-            const std::string head = {75, static_cast<char>(fuzz_pick(kSubsystems, row)),
-                                      static_cast<char>(input->byte()), 0};
+            const NumberedCommand& command = fuzz_pick(kNumbered, row);
+            const std::string head = {75, static_cast<char>(command.subsystem), static_cast<char>(command.code),
+                                      static_cast<char>(command.code >> 8)};
             return head + (counted ? input->counted() : input->rest());
         }
         case kTop:
