@@ -44,7 +44,7 @@ TEST(HostSettingsTest, ValuesAreCheckedAndTheBadOneIsNamed) {
         EXPECT_EQ(host_settings_from_environment(&settings, &error), c.good) << c.name << "=" << c.value;
         EXPECT_EQ(error.find(c.name) == 0, !c.good) << error;
     }
-    const Variable missing("VENDORDIAG_ROOT", "/no/such/directory");
+    const Variable missing("VENDORDIAG_ROOT", "/dev/null/directory");
     HostSettings settings;
     std::string error;
     EXPECT_FALSE(host_settings_from_environment(&settings, &error));
