@@ -24,8 +24,8 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<uint8_t>;
 
-constexpr int kRuns = 7;
-constexpr int kExchanges = 20000;
+constexpr int kRuns = 9;
+constexpr int kExchanges = 3000;
 constexpr size_t kWindow = 64;  // requests under way when pipelined
 
 struct Server {
@@ -149,6 +149,7 @@ Pair best(const std::function<double(const Server&)>& measure, const Server& dae
 void print(const std::string& work, const char* unit, Pair pair) {
     (void)printf("%-44s %10.2f %10.2f %s   ratio %.2f\n", work.c_str(), pair.daemon, pair.peer, unit,
                  pair.daemon / pair.peer);
+    (void)fflush(stdout);
 }
 
 void measure_all(const Server& daemon, const Server& peer, const Server& byte_peer) {
@@ -157,7 +158,7 @@ void measure_all(const Server& daemon, const Server& peer, const Server& byte_pe
         Bytes packet;
     } const requests[] = {
         {"unlisted command", {0x63, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-        {"software version", {56}},
+        {"version number", {0}},
     };
     (void)printf("%-44s %10s %10s\n", "", "daemon", "peer");
     for (const auto& request : requests) {

@@ -78,6 +78,8 @@ ResponseHead* head_of(void* response) {
 
 uint8_t byte_at(const uint8_t* packet, size_t size, size_t offset) { return offset < size ? packet[offset] : 0; }
 
+constexpr unsigned kNoCode = 0x10000;  // no table lists it
+
 // What a request is routed by.
 struct Route {
     uint16_t subsystem;
@@ -88,6 +90,9 @@ Route route_of(const uint8_t* packet, size_t size) {
     const uint8_t code = byte_at(packet, size, 0);
     if (code != kDiagSubsysDispatch) {
         return {kDiagNoSubsystem, code};
+    }
+    if (byte_at(packet, size, 1) == kDiagNoSubsystem) {
+        return {kDiagNoSubsystem, kNoCode};  // 255 stands for top-level commands, no subsystem has it
     }
     const unsigned subsys_code = byte_at(packet, size, 2) | static_cast<unsigned>(byte_at(packet, size, 3)) << 8U;
     return {byte_at(packet, size, 1), subsys_code};
@@ -105,18 +110,20 @@ DiagHandler* find_entry(const std::vector<const DiagDispatchTable*>& tables, Rou
     return nullptr;
 }
 
+// Whether a request that no table lists may yet find its table.
+bool table_may_come(const Library& state, uint8_t code) {
+    return code != kVersionNumber && Clock::now() < state.expected_until;
+}
+
 // The handler that a registered table lists for a request, or null.
 DiagHandler* find_handler(const uint8_t* packet, size_t size) {
     const Route route = route_of(packet, size);
-    if (packet[0] == kDiagSubsysDispatch && route.subsystem == kDiagNoSubsystem) {
-        return nullptr;  // 255 stands for top-level commands, no subsystem has it
-    }
     Library& state = library();
     std::unique_lock<std::mutex> guard(state.lock);
-    DiagHandler* handler = nullptr;
-    const auto listed = [&] { return (handler = find_entry(state.tables, route)) != nullptr; };
-    if (!listed() && packet[0] != kVersionNumber) {
-        (void)state.registered.wait_until(guard, state.expected_until, listed);
+    DiagHandler* handler = find_entry(state.tables, route);
+    if (handler == nullptr && table_may_come(state, packet[0])) {
+        (void)state.registered.wait_until(guard, state.expected_until,
+                                          [&] { return (handler = find_entry(state.tables, route)) != nullptr; });
     }
     return handler;
 }
@@ -147,6 +154,12 @@ void* version_response() {
     return alloc_response(bytes.data(), bytes.size(), bytes.size());
 }
 
+DiagResponse own_answer(const uint8_t* packet, size_t size) {
+    return DiagResponse(packet[0] == kVersionNumber
+                            ? version_response()
+                            : diagpkt_err_rsp(kDiagBadCommand, packet, static_cast<uint16_t>(size)));
+}
+
 }  // namespace
 
 size_t diag_response_size(const void* response) {
@@ -169,8 +182,19 @@ DiagResponse diag_serve(const uint8_t* packet, size_t size) {
     if (DiagHandler* handler = find_handler(packet, size); handler != nullptr) {
         return DiagResponse(handler(packet, length));
     }
-    return DiagResponse(packet[0] == kVersionNumber ? version_response()
-                                                    : diagpkt_err_rsp(kDiagBadCommand, packet, length));
+    return own_answer(packet, size);
+}
+
+bool diag_answer_itself(const uint8_t* packet, size_t size, DiagResponse* response) {
+    Library& state = library();
+    {
+        const std::lock_guard<std::mutex> guard(state.lock);
+        if (find_entry(state.tables, route_of(packet, size)) != nullptr || table_may_come(state, packet[0])) {
+            return false;
+        }
+    }
+    *response = own_answer(packet, size);
+    return true;
 }
 
 void diag_expect_tables(std::chrono::milliseconds limit) {

@@ -29,7 +29,8 @@
 
 namespace {
 
-constexpr unsigned kFramesPerTurn = 16;  // of one client, before the others have theirs
+constexpr unsigned kFramesPerTurn = 64;    // of one client, before the others have theirs
+constexpr unsigned kFramesPerHandler = 4;  // what a handler's run counts
 constexpr unsigned kAcceptsPerTurn = 16;
 constexpr size_t kMaxLinks = 512;  // below the limit of select(), which the rest of the process may use
 constexpr int kRetryMilliseconds = static_cast<int>(kDiagRetry.count());
@@ -89,17 +90,12 @@ void close_leaving(Service* state) {
 
 // ---- One request
 
-// Runs the handler without the lock. False: the service was closed meanwhile, and `link` is gone.
-bool serve_packet(Service* state, DiagLink* link, Lock* lock) {
-    size_t size = 0;
-    (void)hdlc_packet(link->decoder, &size);
-    std::swap(state->request, link->decoder.frame);
-    state->request.resize(size);  // the checksum is not the handler's
+// Runs a request's handler without the lock. False: the service was closed meanwhile, and `link` is gone.
+bool run_handler(Service* state, DiagLink* link, Lock* lock) {
     const unsigned generation = state->generation;
-    const unsigned session = link->session;
     state->serving = true;
     lock->unlock();
-    const DiagResponse response = diag_serve(state->request.data(), size);
+    const DiagResponse response = diag_serve(state->request.data(), state->request.size());
     lock->lock();
     state->serving = false;
     state->served.notify_all();
@@ -108,23 +104,48 @@ bool serve_packet(Service* state, DiagLink* link, Lock* lock) {
         return false;
     }
     if (response != nullptr) {
-        diag_link_answer(link, session, response.get());
+        diag_link_answer(link, response.get());
     }
     return true;
 }
 
-// Serves what has been read, up to one turn's worth. False: the service was closed meanwhile.
+// Serves the packet that has just been decoded and adds to `turn` what that counts. False as above.
+bool serve_packet(Service* state, DiagLink* link, Lock* lock, unsigned* turn) {
+    size_t size = 0;
+    (void)hdlc_packet(link->decoder, &size);
+    std::swap(state->request, link->decoder.frame);
+    state->request.resize(size);  // the checksum is not the handler's
+    if (DiagResponse response; diag_answer_itself(state->request.data(), size, &response)) {
+        if (response != nullptr) {
+            diag_link_answer(link, response.get());
+        }
+        return true;
+    }
+    // How long a handler takes is unknown: no answer waits for another one's handler.
+    *turn += kFramesPerHandler - 1;
+    diag_link_send(link);
+    if (!run_handler(state, link, lock)) {
+        return false;
+    }
+    diag_link_send(link);
+    return true;
+}
+
+// Serves what has been read, up to one turn's worth. The library's own answers leave together. False as above.
 bool serve_input(Service* state, DiagLink* link, Lock* lock) {
-    for (unsigned frames = 0; frames < kFramesPerTurn && link->has_input() && !link->has_output() && !link->dead;) {
+    for (unsigned turn = 0; turn < kFramesPerTurn && link->has_input() && !link->blocked && !link->dead;) {
         const HdlcEvent event = diag_link_decode(link);
-        frames += event != HdlcEvent::kNone ? 1 : 0;
+        turn += event != HdlcEvent::kNone ? 1 : 0;
         if (event == HdlcEvent::kPacket) {
-            if (!serve_packet(state, link, lock)) {
+            if (!serve_packet(state, link, lock, &turn)) {
                 return false;
             }
         } else if (event != HdlcEvent::kNone && event != HdlcEvent::kEmpty) {
             ALOGE("%s: frame dropped: %s", link->name.c_str(), hdlc_event_text(event));
         }
+    }
+    if (link->has_output() && !link->blocked) {
+        diag_link_send(link);
     }
     return true;
 }

@@ -19,6 +19,9 @@ using DiagResponse = std::unique_ptr<void, DiagResponseFree>;
 // Null: nothing is sent.
 DiagResponse diag_serve(const uint8_t* packet, size_t size);
 
+// Answers at once when no table lists the request, and none may come any more. False: it needs diag_serve.
+bool diag_answer_itself(const uint8_t* packet, size_t size, DiagResponse* response);
+
 // Says that tables are about to be registered: for the next `limit` a request that no table lists waits for its table,
 // so that a client that is there from the first moment finds every command.
 void diag_expect_tables(std::chrono::milliseconds limit);

@@ -15,7 +15,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void forget_stream(DiagLink* link) {
-    ++link->session;
     link->decoder = HdlcDecoder{};
     link->input_at = link->input_end = 0;
     diag_link_drop_output(link);
@@ -50,11 +49,6 @@ HdlcEvent judge_frame(DiagLink* link, HdlcEvent event) {
     return cut && bad && hdlc_drop_foreign_start(&link->decoder) ? HdlcEvent::kPacket : event;
 }
 
-bool may_answer(DiagLink* link, unsigned session) {
-    diag_link_refresh(link);
-    return link->session == session && (link->kind != AddressKind::kPty || !diag_pty_deserted(link->pty));
-}
-
 }  // namespace
 
 void diag_link_read(DiagLink* link) {
@@ -78,32 +72,35 @@ HdlcEvent diag_link_decode(DiagLink* link) {
     return event == HdlcEvent::kNone ? event : judge_frame(link, event);
 }
 
+void diag_link_answer(DiagLink* link, const void* response) {
+    hdlc_encode(static_cast<const uint8_t*>(response), diag_response_size(response), &link->output);
+}
+
 void diag_link_send(DiagLink* link) {
+    diag_link_refresh(link);
+    if (link->kind == AddressKind::kPty && diag_pty_deserted(link->pty)) {
+        diag_link_drop_output(link);
+    }
+    if (!link->has_output()) {
+        return;
+    }
     const uint8_t* const data = &link->output[link->output_at];
     const size_t left = link->output.size() - link->output_at;
     const ssize_t size =
         link->socket() ? send(link->fd.get(), data, left, MSG_NOSIGNAL) : write(link->descriptor(), data, left);
-    if (size >= 0) {
-        link->output_at += static_cast<size_t>(size);
-        if (!link->has_output()) {
-            diag_link_drop_output(link);
-        }
-    } else if (errno != EAGAIN && errno != EINTR) {
+    if (size == static_cast<ssize_t>(left)) {
+        diag_link_drop_output(link);
+    } else if (size >= 0 || errno == EAGAIN || errno == EINTR) {
+        link->output_at += size > 0 ? static_cast<size_t>(size) : 0;
+        link->blocked = true;
+    } else {
         link->dead = link->dead || link->socket();  // a terminal's hang-up shows when it is read
         diag_link_drop_output(link);
     }
 }
 
-void diag_link_answer(DiagLink* link, unsigned session, const void* response) {
-    if (may_answer(link, session)) {
-        hdlc_encode(static_cast<const uint8_t*>(response), diag_response_size(response), &link->output);
-        diag_link_send(link);
-    }
-}
-
 void diag_link_refresh(DiagLink* link) {
     if (link->kind == AddressKind::kPty && diag_pty_refresh(&link->pty)) {
-        ++link->session;
         diag_link_drop_output(link);
     }
 }
@@ -111,6 +108,7 @@ void diag_link_refresh(DiagLink* link) {
 void diag_link_drop_output(DiagLink* link) {
     link->output.clear();
     link->output_at = 0;
+    link->blocked = false;
 }
 
 void diag_link_reopen(DiagLink* link) {

@@ -25,9 +25,9 @@ struct DiagLink {
     std::array<uint8_t, 16384> input;
     size_t input_at = 0;  // bytes from here to input_end are not decoded yet
     size_t input_end = 0;
-    std::vector<uint8_t> output;  // a frame on its way out; the next request waits until it has left
+    std::vector<uint8_t> output;  // frames on their way out
     size_t output_at = 0;
-    unsigned session = 0;      // counts the clients of a terminal
+    bool blocked = false;      // the client does not take them: its next request waits until it does
     unsigned own_changes = 0;  // DiagPty::changes at the end of a frame: later ones cut into the frame that follows
     bool ended = false;        // the client sends no more
     bool dead = false;         // to be closed
@@ -46,11 +46,11 @@ void diag_link_read(DiagLink* link);
 // Decodes up to the end of one frame. kPacket: the packet is in `link->decoder`.
 HdlcEvent diag_link_decode(DiagLink* link);
 
-// Sends what waits to be sent, as far as the client takes it.
-void diag_link_send(DiagLink* link);
+// Puts a response behind what waits to be sent.
+void diag_link_answer(DiagLink* link, const void* response);
 
-// Sends a response to the client that asked in `session`, unless that one has left.
-void diag_link_answer(DiagLink* link, unsigned session, const void* response);
+// Sends what waits to be sent, as far as the client takes it; forgets it when the client that asked has left.
+void diag_link_send(DiagLink* link);
 
 // Takes note of who has come to a pseudo-terminal and who has left it.
 void diag_link_refresh(DiagLink* link);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -48,6 +49,13 @@ constexpr std::array<uint8_t, 256> make_crc_reverse() {
 }
 
 constexpr std::array<uint8_t, 256> kCrcReverse = make_crc_reverse();
+
+// One step over kSlices bytes. Written without a loop: the look-ups go on side by side.
+template <size_t... I>
+unsigned crc_slices(const uint8_t* data, unsigned crc, std::index_sequence<I...>) {
+    const unsigned head = kCrc[kSlices - 1][(data[0] ^ crc) & 0xFFU] ^ kCrc[kSlices - 2][data[1] ^ (crc >> 8U)];
+    return head ^ (... ^ kCrc[kSlices - 3 - I][data[2 + I]]);
+}
 
 // First byte of value `value` in [from, to), or `to`.
 const uint8_t* find_byte(const uint8_t* from, const uint8_t* to, uint8_t value) {
@@ -134,11 +142,7 @@ bool between_frames(const HdlcDecoder& decoder) {
 uint16_t hdlc_crc16(const uint8_t* data, size_t size) {
     unsigned crc = kCrcStart;
     for (; size >= kSlices; data += kSlices, size -= kSlices) {
-        unsigned next = kCrc[kSlices - 1][(data[0] ^ crc) & 0xFFU] ^ kCrc[kSlices - 2][data[1] ^ (crc >> 8U)];
-        for (size_t i = 2; i < kSlices; ++i) {
-            next ^= kCrc[kSlices - 1 - i][data[i]];
-        }
-        crc = next;
+        crc = crc_slices(data, crc, std::make_index_sequence<kSlices - 2>());
     }
     for (; size > 0; ++data, --size) {
         crc = (crc >> 8U) ^ kCrc[0][(crc ^ *data) & 0xFFU];
