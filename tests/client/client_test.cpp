@@ -71,6 +71,17 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
     }
 }
 
+TEST(ClientTest, APeerThatSendsWithoutEndDelaysNobodyBeyondTheTimeout) {
+    for (const Bytes& unit : {Bytes(5000, 'x'), frame(bytes("38 00")), bytes("7e 00 7e"), Bytes(5000, 0x7E)}) {
+        FakePeer peer(always({}));
+        peer.flood(unit);
+        const ClientRun run = run_client({"-c", peer.address(), "-t", "300ms", "ftm", "ufs"});
+        EXPECT_EQ(run.status, 4) << run.err;
+        EXPECT_LT(run.seconds, 5);
+        EXPECT_LT(run.err.size(), 5000U);
+    }
+}
+
 TEST(ClientTest, NothingIsSentForAWrongCommandLine) {
     FakePeer peer(always(frame(kUfsAnswer)));
     const struct {

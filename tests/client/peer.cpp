@@ -105,6 +105,11 @@ void FakePeer::serve() {
     }
 }
 
+void FakePeer::send_flood(int fd) const {
+    while (send(fd, flood_.data(), flood_.size(), MSG_NOSIGNAL) > 0) {
+    }
+}
+
 void FakePeer::serve_client(int fd) {
     HdlcDecoder decoder;
     Bytes input(65536);
@@ -129,7 +134,10 @@ void FakePeer::serve_client(int fd) {
             requests_.emplace_back(packet, packet + size);
             const Bytes answer = reply_(requests_.back(), &hang_up);
             (void)!send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
-            if (hang_up) {
+            if (!flood_.empty()) {
+                send_flood(fd);
+            }
+            if (hang_up || !flood_.empty()) {
                 return;
             }
         }

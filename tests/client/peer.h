@@ -32,6 +32,8 @@ class FakePeer {
     FakePeer(const FakePeer&) = delete;
     FakePeer& operator=(const FakePeer&) = delete;
 
+    // After a request, sends these bytes again and again instead, until the client has gone.
+    void flood(const Bytes& unit) { flood_ = unit; }
     std::string address() const { return "unix:" + path_; }
     std::vector<Bytes> requests() const { return requests_; }  // once the client has ended
     unsigned connections() const { return connections_; }
@@ -39,7 +41,9 @@ class FakePeer {
    private:
     void serve();
     void serve_client(int fd);
+    void send_flood(int fd) const;
     Reply reply_;
+    Bytes flood_;
     std::string directory_;
     std::string path_;
     int listener_ = -1;

@@ -1,4 +1,5 @@
 // The client, the daemon and the tree of device/ together: the shipped plans on a fresh phone, and on one with a fault.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/wait.h>

@@ -214,11 +214,11 @@ LinkResult link_send(Link* link, const Bytes& packet, Deadline deadline, std::st
 
 LinkResult link_receive(Link* link, Deadline deadline, Bytes* packet, std::string* error) {
     constexpr size_t kChunk = 8192;
-    for (;;) {
+    for (bool late = false;; late = milliseconds_left(deadline) == 0) {
         if (take_packet(link, packet)) {
             return LinkResult::kDone;
         }
-        if (!wait_for(link->fd.get(), POLLIN, deadline)) {
+        if (late || !wait_for(link->fd.get(), POLLIN, deadline)) {
             return LinkResult::kTimeout;
         }
         link->input.resize(kChunk);
@@ -230,9 +230,6 @@ LinkResult link_receive(Link* link, Deadline deadline, Bytes* packet, std::strin
         }
         if (got < 0 && failure != EAGAIN && failure != EINTR) {
             return end_link(link, std::string("the connection broke: ") + std::strerror(failure), error);
-        }
-        if (milliseconds_left(deadline) == 0 && link->input.empty()) {
-            return LinkResult::kTimeout;
         }
     }
 }

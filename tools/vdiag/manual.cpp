@@ -72,9 +72,10 @@ struct SampleText {
 };
 
 constexpr SampleText kSampleTexts[] = {
-    {"version", "V1.0.0"},      {"date", "20240605"}, {"time", "080910"}, {"model", "Orb One"},
-    {"message", "success\n"},   {"eid", "89049032000000000000000000000001"},
-    {"patch", "2024-06-05"},    {"code", "DE"},       {"cn", "41.2"},     {"", "ABC123"},
+    {"version", "V1.0.0"},   {"date", "20240605"},     {"time", "080910"},
+    {"model", "Orb One"},    {"message", "success\n"}, {"eid", "89049032000000000000000000000001"},
+    {"patch", "2024-06-05"}, {"code", "DE"},           {"cn", "41.2"},
+    {"", "ABC123"},
 };
 
 std::string_view sample_text(const Field& field) {

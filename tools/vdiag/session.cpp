@@ -10,6 +10,7 @@ namespace vdiag {
 namespace {
 
 constexpr size_t kShownBytes = 16;  // of a frame that is dropped
+constexpr unsigned kWarnings = 10;  // about dropped frames; a peer that sends without end shall not drown the rest
 
 std::string directory_of_program() {
     char path[PATH_MAX];
@@ -27,21 +28,22 @@ std::string seconds_text(int milliseconds) {
     return text + " s";
 }
 
-void warn_foreign(const Session& session, const Bytes& packet) {
-    if (session.quiet) {
+void warn_dropped(Session* session, const std::string& text) {
+    if (session->quiet || session->warnings > kWarnings) {
         return;
     }
-    const size_t shown = std::min(packet.size(), kShownBytes);
-    warn("dropped a packet that answers another request: " + hex_text(packet.data(), shown, " ") +
-         (shown < packet.size() ? " ... (" + std::to_string(packet.size()) + " bytes)" : ""));
+    warn(session->warnings++ < kWarnings ? "dropped " + text : "more frames are dropped, without a word");
 }
 
-void warn_damaged(const Session& session, unsigned before) {
-    const unsigned count = session.link.damaged - before;
-    if (count > 0 && !session.quiet) {
-        warn("dropped " + std::to_string(count) + " damaged frame" + (count == 1 ? "" : "s") + " (" +
-             hdlc_event_text(session.link.damage) + ")");
-    }
+std::string foreign_text(const Bytes& packet) {
+    const size_t shown = std::min(packet.size(), kShownBytes);
+    return "a packet that answers another request: " + hex_text(packet.data(), shown, " ") +
+           (shown < packet.size() ? " ... (" + std::to_string(packet.size()) + " bytes)" : "");
+}
+
+std::string damaged_text(const Link& link, unsigned count) {
+    return std::to_string(count) + " damaged frame" + (count == 1 ? "" : "s") + " (" + hdlc_event_text(link.damage) +
+           ")";
 }
 
 // One attempt.
@@ -54,7 +56,9 @@ LinkResult attempt(Session* session, const Bytes& request, const Command* comman
     while (result == LinkResult::kDone) {
         const unsigned before = link->damaged;
         result = link_receive(link, deadline, response, error);
-        warn_damaged(*session, before);
+        if (link->damaged > before) {
+            warn_dropped(session, damaged_text(*link, link->damaged - before));
+        }
         if (result != LinkResult::kDone) {
             break;
         }
@@ -62,7 +66,8 @@ LinkResult attempt(Session* session, const Bytes& request, const Command* comman
         if (match_answer(request, command, *response) != Match::kForeign) {
             break;
         }
-        warn_foreign(*session, *response);
+        warn_dropped(session, foreign_text(*response));
+        result = milliseconds_left(deadline) > 0 ? result : LinkResult::kTimeout;
     }
     return result;
 }

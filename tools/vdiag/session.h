@@ -14,8 +14,9 @@ namespace vdiag {
 struct Session {
     std::string address;  // as given; opened at the first request
     int timeout_ms = 10000;
-    unsigned retries = 0;  // for commands that only read
-    bool quiet = false;    // no warnings about dropped frames
+    unsigned retries = 0;   // for commands that only read
+    bool quiet = false;     // no warnings about dropped frames
+    unsigned warnings = 0;  // about dropped frames so far
     Link link;
     Pcap pcap;
 };
