@@ -37,7 +37,7 @@ FakePeer::Reply always(const Bytes& wire, bool hang_up = false) {
 
 TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
     Bytes damaged = frame(kUfsAnswer);
-    damaged[3] ^= 1U;
+    damaged[3] ^= 0x10U;
     const Bytes stranger = frame(bytes("38 00"));
     const struct {
         const char* what;

@@ -41,14 +41,14 @@ TEST(EncodeTest, ArgumentsBecomeTheBytesOfTheirTypes) {
         {"StartKPH 9", "09"},
         {"InstallKeybox DEV", "0344455600"},
         {"InstallKeybox DEV abcd", "03444556000461626364"},
-        {"InstallWidevineKey 00*128", "01" + std::string(256, '0')},
+        {"InstallWidevineKey 00*126+6b+ff", "01" + std::string(252, '0') + "6bff"},
         {"rtn refurbish-record 1 12 31 2024", "010c1fe807"},
         {"operator set 46000 0xffffffff", "b0b30000ffffffff"},
         {"info get a bc",
          "0f0000000200016102"
          "6263"},
         {"info set a=1=2 b=",
-         "1200000002000161033"
+         "1300000002000161033"
          "13d32016200"},
         {"info erase", "0a0000000000"},
         {"battery", "00"},
@@ -91,8 +91,11 @@ TEST(EncodeTest, ArgumentsBeyondTheirLimitsAreRefused) {
 
 Answer ask(const char* name, const std::string& answer_hex) {
     size_t used = 0;
+    std::vector<std::string> words;
+    std::string error;
+    (void)split_words(name, &words, &error);
     const Command* command = find_ftm(name);
-    command = command != nullptr ? command : find_words({split(name, ' ').begin(), split(name, ' ').end()}, &used);
+    command = command != nullptr ? command : find_words(words, &used);
     Bytes response = answer_head(*command);
     const Bytes rest = *hex_parse(answer_hex);
     response.insert(response.end(), rest.begin(), rest.end());

@@ -40,7 +40,7 @@ constexpr char kInfo[] =
     "0 done|1 saved but not synchronised|3 the file cannot be read, saved or erased|4 not every key was found|9 out of "
     "memory|17 the file is no factory information";
 constexpr char kKeySet[] = "0 done|1 not done: see the reason";
-constexpr char kNfc[] = "0 the test program succeeded|1 it failed or was not done in time";
+constexpr char kNfc[] = "0 the test program succeeded|1 the test program failed or was not done in time";
 
 // clang-format off
 constexpr Command kRows[] = {

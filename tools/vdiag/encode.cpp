@@ -76,18 +76,21 @@ bool encode_counted(const Field& field, const std::string& word, Bytes* out, std
     return true;
 }
 
-// "5a*256": the bytes, so many times. No value: the word is not written so.
+// "5a*120+6b62": hexadecimal pieces, each so many times. No value: the word is not written so.
 std::optional<Bytes> repeated_bytes(const std::string& word) {
     constexpr uint64_t kMost = 65535;  // a packet holds no more
-    const size_t star = word.find('*');
-    const auto unit = hex_parse(word.substr(0, star));
-    const auto count = star == std::string::npos ? std::nullopt : number_parse(word.substr(star + 1));
-    if (!unit || !count || *count * unit->size() > kMost || *count > kMost) {
-        return std::nullopt;
-    }
     Bytes out;
-    for (uint64_t i = 0; i < *count; ++i) {
-        out.insert(out.end(), unit->begin(), unit->end());
+    for (const std::string_view piece : split(word, '+')) {
+        const size_t star = piece.find('*');
+        const auto unit = hex_parse(piece.substr(0, star));
+        const auto count =
+            star == std::string_view::npos ? std::optional<uint64_t>(1) : number_parse(piece.substr(star + 1));
+        if (!unit || !count || *count > kMost || *count * unit->size() + out.size() > kMost) {
+            return std::nullopt;
+        }
+        for (uint64_t i = 0; i < *count; ++i) {
+            out.insert(out.end(), unit->begin(), unit->end());
+        }
     }
     return out;
 }

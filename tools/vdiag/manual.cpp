@@ -225,7 +225,7 @@ constexpr const char* kPlansText =
 constexpr const char* kArgumentsText =
     ".SH ARGUMENTS\n"
     "Names match without regard to case. Numbers are decimal or begin with 0x. Where bytes are wanted, hexadecimal "
-    "(5a*128 repeats it) or\n"
+    "(5a*120+00*8: repeated) or\n"
     ".I @FILE\nis given. In front of any argument,\n.B hex:\nand\n.B text:\ngive its bytes as they are, without "
     "length, limit or zero byte.\n";
 
