@@ -14,7 +14,7 @@ cd "$(dirname "$0")/.."
 
 scripts/packages.sh build fuzz
 cmake --preset fuzz
-cmake --build --preset fuzz
+cmake --build --preset fuzz --target fuzzers
 [ $# -gt 0 ] || for binary in build/fuzz/fuzz_*; do
     [ ! -x "$binary" ] || [ -d "$binary" ] || set -- "$@" "${binary##*/fuzz_}"
 done
