@@ -35,7 +35,6 @@ constexpr char kMacWrite[] =
 constexpr char kStore[] = "0 done|1 the configuration record is missing or cannot be written";
 constexpr char kNumbered[] = "0 done|1 bad length, or failed";
 constexpr char kBoardWrite[] = "0 done|1 bad length, or not written|2 written but not synchronised";
-constexpr char kNumbered3[] = "0 done|1 bad length|3 failed";
 constexpr char kInfo[] =
     "0 done|1 saved but not synchronised|3 the file cannot be read, saved or erased|4 not every key was found|9 out of "
     "memory|17 the file is no factory information";
