@@ -1,5 +1,5 @@
-// A sequence of requests on one fresh phone, whose files change between them. Layout: steps of a selector (odd: a change
-// of a file) and what the step takes.
+// A sequence of requests on one fresh phone, whose files change between them. Layout: steps of a selector (odd: a
+// change of a file) and what the step takes.
 #include "fuzz/fuzz_phone.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
