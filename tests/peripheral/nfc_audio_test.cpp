@@ -120,14 +120,4 @@ TEST_F(NfcAudioTest, LateSuccessIsReportedOnceByTheNextNfcRequestOfAnyKind) {
     wait_for_workers();
 }
 
-TEST_F(NfcAudioTest, OverlongRequestGetsNoAnswerAndRunsNothing) {
-    for (const Case& c : kCases) {
-        Bytes request = hex(c.request);
-        request.resize(16385);
-        EXPECT_EQ(exchange(request), Bytes());
-        EXPECT_TRUE(log_contains(std::string(c.handler) + ": pkt length (16385) invalid!"));
-    }
-    EXPECT_TRUE(calls().empty() && delays().empty());
-}
-
 }  // namespace
