@@ -453,7 +453,7 @@ TEST_F(DiagChannelTest, APtyIsRawAndEachClientTakesWhatIsItsWithIt) {
         ASSERT_EQ(ioctl(tool.fd.get(), TIOCGEXCL, &exclusive), 0);
         EXPECT_EQ(exclusive, 0) << i;
         EXPECT_EQ(tool.exchange(kEcho), to_hex(kEchoAnswer)) << i;
-        tool.send(framed(kUnknown) + hex("4b 4d"));
+        tool.send(framed(kEcho + kEcho) + hex("4b 4d"));
         wait_a_while();
         ASSERT_EQ(ioctl(tool.fd.get(), TIOCEXCL), 0);
         line.c_lflag |= ICANON | ECHO;

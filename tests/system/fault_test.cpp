@@ -157,11 +157,13 @@ class FaultTest : public PhoneTest {
 };
 
 TEST_F(FaultTest, MainMapSurvives) {
+    (void)ftm_main("Reboot");  // a first worker: a sanitizer may bring a thread of its own with it
+    wait_for_workers();
     const ptrdiff_t before = threads();
     for (const FtmCommandEntry& row : ftm_diag_req_cmd_map) {
         rows_survive(32766, row.cmd);
     }
-    EXPECT_TRUE(eventually([before] { return threads() == before; }));
+    EXPECT_TRUE(eventually([before] { return threads() <= before; }));
 }
 
 TEST_F(FaultTest, FirstHalfOfTheExtendedMapSurvives) {
