@@ -19,6 +19,7 @@ namespace {
 constexpr size_t kSubsysHeaderSize = 4;
 constexpr size_t kMaxResponse = kHdlcMaxPacket + 1;  // the error response to the longest request
 constexpr uint8_t kVersionNumber = 0;
+constexpr std::chrono::milliseconds kBetweenTables(250);  // no table for so long: there will be none
 
 // What stands before the bytes of a response.
 struct alignas(std::max_align_t) ResponseHead {
@@ -31,7 +32,7 @@ struct Library {
     std::mutex lock;
     std::vector<const DiagDispatchTable*> tables;  // in order of registration
     std::condition_variable registered;            // a table has come
-    Clock::time_point expected_until;              // tables may still be on their way
+    Clock::time_point expected_until;              // until then tables may be on their way
     unsigned alloc_skip = 0;                       // allocations that still succeed before alloc_fail ones fail
     unsigned alloc_fail = 0;
 };
@@ -216,6 +217,7 @@ extern "C" void diagpkt_tbl_reg(const DiagDispatchTable* table) {
     } else {
         state.tables.push_back(table);
     }
+    state.expected_until = std::min(state.expected_until, Clock::now() + kBetweenTables);
     state.registered.notify_all();
 }
 
