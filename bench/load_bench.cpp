@@ -100,7 +100,6 @@ double round_trip(const Server& server, const Bytes& request, unsigned clients) 
     }
     const auto begin = Clock::now();
     std::vector<std::thread> threads;
-    threads.reserve(fds.size());
     for (const int fd : fds) {
         threads.emplace_back([fd, &request] {
             for (int i = 0; i < kExchanges; ++i) {
