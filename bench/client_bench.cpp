@@ -1,4 +1,5 @@
-// Processor time of one request by the client, both ends counted, beside that of a ten-line program with the same bytes:
+// Processor time of one request by the client, both ends counted, beside that of a ten-line program with the same
+// bytes:
 //     client_bench VDIAG ECHO [ROUNDS]
 // The peer answers each frame with the frame of a good answer. Prints both times and their ratio.
 #include <fcntl.h>
@@ -20,7 +21,9 @@
 
 namespace {
 
-double seconds(const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; }
+double seconds(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
 
 double used(int who) {
     rusage usage{};
