@@ -185,8 +185,7 @@ size_t records_size(const std::vector<FactoryKey>& records) {
 
 uint8_t* put_counted(uint8_t* out, const std::string& bytes) {
     *out = static_cast<uint8_t>(bytes.size());
-    memcpy(out + 1, bytes.data(), bytes.size());
-    return out + 1 + bytes.size();
+    return std::copy(bytes.begin(), bytes.end(), out + 1);
 }
 
 void publish_key(const char* name, const char* key, const char* value) {

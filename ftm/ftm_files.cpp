@@ -203,7 +203,7 @@ int executeCMD(const char* command, char* out, size_t size) {
         return printf("popen %s error\n", cut.c_str());
     }
     while (fgets(line, sizeof(line), pipe) != nullptr) {
-        strcat(out, line);
+        memcpy(out + strlen(out), line, strlen(line) + 1);
         ALOGD("executeCMD size = %zu,buf_ps = %s", size, line);
         if (strlen(out) + 1 >= size) {
             break;  // tested after the append: the callers' buffers have room for one more line

@@ -81,7 +81,7 @@ std::string bootconfig_serial() {
     if (end == nullptr || static_cast<size_t>(end - found) > kSerialMax) {
         return "";
     }
-    const std::string value(found, end);
+    std::string value(found, end);
     ALOGD("read bootconfig success %s = %s\n", kBootSerial, value.c_str());
     return value;
 }

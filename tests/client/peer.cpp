@@ -48,6 +48,7 @@ ClientRun run_client(const std::vector<std::string>& arguments, const std::strin
     std::vector<std::string> words = {VDIAG_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) {
         argv.push_back(word.data());
     }

@@ -42,6 +42,8 @@ class WholePhoneTest : public testing::Test {
         std::vector<std::string> variables = {"VENDORDIAG_ROOT=" + root_, "PATH=" + std::string(getenv("PATH"))};
         std::vector<char*> argv;
         std::vector<char*> environment;
+        argv.reserve(words.size() + 1);
+        environment.reserve(variables.size() + 1);
         for (const std::string& word : words) {
             argv.push_back(const_cast<char*>(word.c_str()));
         }

@@ -95,7 +95,7 @@ TEST(PlanTest, VariablesAreReplaced) {
 class PlanRunTest : public testing::Test {
    protected:
     std::string write(const std::string& content) {
-        const std::string path = testing::TempDir() + "vdiag-test.plan";
+        std::string path = testing::TempDir() + "vdiag-test.plan";
         std::ofstream(path) << content;
         return path;
     }
