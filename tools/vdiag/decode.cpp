@@ -113,7 +113,8 @@ bool take_records(const Field& field, Reader* reader, Answer* answer) {
     for (size_t i = 0; i < count; ++i) {
         Answer group;
         const size_t start = reader->at;
-        if (!take_counted(field, 1, reader, &group) || !take_counted(field, 1, reader, &group)) {
+        const bool named = take_counted(field, 1, reader, &group);
+        if (!named || !take_counted(field, 1, reader, &group)) {
             reader->at = start;
             answer->fault = "the answer ends in value " + std::to_string(i + 1) + " of " + std::to_string(count);
             return false;

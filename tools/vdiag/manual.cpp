@@ -37,8 +37,9 @@ std::string field_table(const std::vector<Field>& fields, size_t offset, bool ar
         const std::string width = width_text(field, argument);
         const auto number = number_parse(width);
         const std::string name = field.name.empty() ? "" : "`" + std::string(field.name) + "`";
-        out += "| " + (known ? std::to_string(offset) : "then") + " | " + width + " | " + name + " | " +
-               type_text(field) + (field.optional ? " (may be left out)" : "") + " |\n";
+        out.append("| ").append(known ? std::to_string(offset) : "then").append(" | ").append(width).append(" | ");
+        out.append(name).append(" | ").append(type_text(field));
+        out.append(field.optional ? " (may be left out) |\n" : " |\n");
         known = known && number.has_value();
         offset += number.value_or(0);
     }

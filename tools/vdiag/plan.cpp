@@ -133,11 +133,10 @@ bool parse_step(PlanStep* step, std::string* error) {
 std::vector<std::string> variables_in(const std::string& text) {
     std::vector<std::string> names;
     Variables none;
-    std::string rest = text;
     for (;;) {
         std::string out;
         std::string missing;
-        if (substitute(rest, none, &out, &missing)) {
+        if (substitute(text, none, &out, &missing)) {
             return names;
         }
         names.push_back(missing);

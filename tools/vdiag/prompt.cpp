@@ -145,7 +145,7 @@ std::vector<std::string> completions(const std::vector<std::string>& words) {
                    ? ftm_names()
                    : (command != nullptr ? argument_words(*command, words.size() - 2) : std::vector<std::string>());
     }
-    const std::vector<std::string> seconds = words.size() == 1 ? second_words(words[0]) : std::vector<std::string>();
+    std::vector<std::string> seconds = words.size() == 1 ? second_words(words[0]) : std::vector<std::string>();
     if (!seconds.empty()) {
         return seconds;
     }

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 #include "platform/include/handles.h"
@@ -155,7 +156,7 @@ std::optional<int> milliseconds_parse(std::string_view text) {
     if (error != std::errc() || end != text.data() + text.size() || !(total >= 0 && total <= 1e9)) {
         return std::nullopt;
     }
-    return static_cast<int>(total + 0.5);
+    return static_cast<int>(std::lround(total));
 }
 
 bool equal_names(std::string_view left, std::string_view right) {
