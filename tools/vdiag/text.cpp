@@ -8,7 +8,6 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 
 #include "platform/include/handles.h"
@@ -156,7 +155,8 @@ std::optional<int> milliseconds_parse(std::string_view text) {
     if (error != std::errc() || end != text.data() + text.size() || !(total >= 0 && total <= 1e9)) {
         return std::nullopt;
     }
-    return static_cast<int>(std::lround(total));
+    const int whole = static_cast<int>(total);
+    return total - whole >= 0.5 ? whole + 1 : whole;
 }
 
 bool equal_names(std::string_view left, std::string_view right) {
