@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build
+scripts/packages.sh build bench
 cmake --preset release -DVENDORDIAG_BENCH=ON >/dev/null
 cmake --build --preset release --parallel "$(nproc)" >/dev/null
 bin=build/release

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what is missing for one or more uses, by Debian package name:
-#     scripts/packages.sh build | lint | fuzz | target | arm64 ...
+#     scripts/packages.sh build | bench | lint | fuzz | target | arm64 ...
 # Says and does nothing when all is there. As root, or with sudo.
 set -eu
 
@@ -10,11 +10,11 @@ for use in "$@"; do
     case $use in
         build) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev libgtest-dev libcli11-dev
             nlohmann-json3-dev libedit-dev" ;;
+        bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
         fuzz) wanted="$wanted clang-14 libclang-rt-14-dev" ;;
         target) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev blueprint-tools m4 checkpolicy" ;;
-        arm64) wanted="$wanted g++-aarch64-linux-gnu qemu-user libxml2-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64
-            libreadline-dev:arm64"
+        arm64) wanted="$wanted g++-aarch64-linux-gnu qemu-user libxml2-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64"
             foreign=arm64 ;;
         *) echo "$0: unknown use '$use'" >&2; exit 2 ;;
     esac
