@@ -76,6 +76,7 @@ TEST_F(FtmDispatch, OverlongRequestIsNotAnsweredAndEverythingIsServedAfterIt) {
         clear_log();
         EXPECT_TRUE(exchange(request).empty()) << command;
         EXPECT_TRUE(log_contains("_dispatch: pkt length (16385) invalid!"));
+        EXPECT_FALSE(host_diag_addresses().empty());  // open again
     }
     EXPECT_EQ(ftm_main("UFS").status, 0);
     for (const Bytes& request : {Bytes{56}, Bytes{246, 99}, hex("4b fd 05 00"), hex("4b cd 2b 00"), hex("4b 0b 36 00"),
@@ -148,6 +149,7 @@ TEST_F(UsbSerial, IsLookedForInThreePlaces) {
         {"GADGET1", "androidboot.serialno=CMD ", "", "GADGET1"},
         {"", "quiet androidboot.serialno=ABC123 rw\n", "", "ABC123"},
         {"", "quiet androidboot.serialno=ABC1234\n", "", "ABC1234"},
+        {"", "quiet androidboot.serialno=ABC1234", "", "ABC123"},  // the last character goes, whatever it is
         {"", "androidboot.serialno=" + forty + " x\n", "", std::string(31, '9')},
         {"", "androidboot.serialno=\n", "androidboot.serialno = \"BOOT7\"\n", "BOOT7"},  // 22 bytes, no value
         {"", "short\n", "a = \"b\"\nandroidboot.serialno=\"X\"\n", "X"},
