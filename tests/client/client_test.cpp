@@ -7,9 +7,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "tests/client/peer.h"
 #include "tools/vdiag/text.h"
 
@@ -136,20 +133,18 @@ TEST(ClientTest, OnlyReadingCommandsAreAskedAgainAndALateAnswerIsNotTakenForTheN
 
 TEST(ClientTest, RawTakesWordsAFileOrStandardInputAndPrintsTheAnswersBytes) {
     FakePeer echo([](const Bytes& request, bool*) { return frame(request); });
-    const std::string file = testing::TempDir() + "vdiag-raw.hex";
-    std::ofstream(file) << "0x29 7E\n7d:01\n";
+    const ScratchFile file("0x29 7E\n7d:01\n");
     const std::vector<std::string> common = {"-c", echo.address(), "raw"};
     const auto raw = [&](std::vector<std::string> words, const std::string& input = "") {
         words.insert(words.begin(), common.begin(), common.end());
         return run_client(words, input).out;
     };
     EXPECT_EQ(raw({"29", "7e7d01"}), "29 7e 7d 01\n");
-    EXPECT_EQ(raw({"--file", file}), "29 7e 7d 01\n");
+    EXPECT_EQ(raw({"--file", file.path()}), "29 7e 7d 01\n");
     EXPECT_EQ(raw({}, "29 7e 7d 01"), "29 7e 7d 01\n");
     for (const Bytes& request : echo.requests()) {
         EXPECT_EQ(hex_text(request), "297e7d01");
     }
-    unlink(file.c_str());
 }
 
 uint32_t little32(const std::string& text, size_t at) {
@@ -245,9 +240,8 @@ TEST(ClientTest, KeyboxIsSentInPiecesAndClosedAfterAFailure) {
         const Bytes body = request[2] == 24 ? bytes("07000000 00000000") : Bytes{status, 0, 0, 0};
         return frame(answer + (request[2] == 26 ? Bytes(12, 0) : Bytes()) + body);
     });
-    const std::string file = testing::TempDir() + "vdiag-keybox";
-    std::ofstream(file) << std::string(20000, 'k');
-    EXPECT_EQ(run_client({"-c", peer.address(), "keybox", "send", file}).status, 0);
+    const ScratchFile file(std::string(20000, 'k'));
+    EXPECT_EQ(run_client({"-c", peer.address(), "keybox", "send", file.path()}).status, 0);
     ASSERT_EQ(peer.requests().size(), 5U);
     EXPECT_EQ(peer.requests()[1].size(), 12U + 8192U);
     EXPECT_EQ(hex_text(peer.requests()[3].data(), 13),
@@ -257,10 +251,9 @@ TEST(ClientTest, KeyboxIsSentInPiecesAndClosedAfterAFailure) {
               "6b");
     EXPECT_EQ(peer.requests()[3].size(), 12U + 20000U - 16384U);
     refuse = true;
-    const ClientRun run = run_client({"-c", peer.address(), "keybox", "send", file});
+    const ClientRun run = run_client({"-c", peer.address(), "keybox", "send", file.path()});
     EXPECT_EQ(run.status, 7);
     EXPECT_EQ(peer.requests().size(), 8U) << "open, one refused piece, close";
-    unlink(file.c_str());
 }
 
 TEST(ClientTest, ACertificateRequestIsComparedWithItsDigest) {

@@ -31,13 +31,11 @@ TEST(ManualTest, CompletionScriptsAreSoundAndNameEveryCommand) {
         }
     }
     EXPECT_EQ(completion_script("tcsh"), "");
-    const std::string path = testing::TempDir() + "vdiag-completion";
-    std::ofstream(path)
-        << completion_script("bash")
-        << "COMP_WORDS=(vdiag -c unix:x ftm readw) COMP_CWORD=4; _vdiag; [ \"${COMPREPLY[*]}\" = ReadWifimac ] && "
-           "COMP_WORDS=(vdiag keybox '') COMP_CWORD=2 && _vdiag && [ \"${COMPREPLY[*]}\" = 'open close write send' ]\n";
-    EXPECT_EQ(system(("bash " + path).c_str()), 0);
-    unlink(path.c_str());
+    const ScratchFile script(
+        completion_script("bash") +
+        "COMP_WORDS=(vdiag -c unix:x ftm readw) COMP_CWORD=4; _vdiag; [ \"${COMPREPLY[*]}\" = ReadWifimac ] && "
+        "COMP_WORDS=(vdiag keybox '') COMP_CWORD=2 && _vdiag && [ \"${COMPREPLY[*]}\" = 'open close write send' ]\n");
+    EXPECT_EQ(system(("bash " + script.path()).c_str()), 0);
 }
 
 TEST(ManualTest, EveryCommandHasHelp) {

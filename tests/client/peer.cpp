@@ -34,6 +34,17 @@ std::string content(const std::string& path) {
 
 }  // namespace
 
+ScratchFile::ScratchFile(const std::string& text) : path_((fs::temp_directory_path() / "vdiag-file-XXXXXX").string()) {
+    close(mkstemp(path_.data()));
+    write(text);
+}
+
+ScratchFile::~ScratchFile() { unlink(path_.c_str()); }
+
+void ScratchFile::write(const std::string& text) const { std::ofstream(path_, std::ios::binary) << text; }
+
+std::string ScratchFile::read() const { return content(path_); }
+
 ClientRun run_client(const std::vector<std::string>& arguments, const std::string& input) {
     const std::string directory = temporary_directory();
     std::ofstream(directory + "/in", std::ios::binary) << input;

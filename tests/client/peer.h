@@ -16,6 +16,22 @@ struct ClientRun {
     double seconds = 0;
 };
 
+// A file of this test alone, removed with the object. Tests run side by side: none may have a fixed name.
+class ScratchFile {
+   public:
+    explicit ScratchFile(const std::string& text = "");
+    ~ScratchFile();
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+
+    void write(const std::string& text) const;
+    std::string read() const;
+    const std::string& path() const { return path_; }
+
+   private:
+    std::string path_;
+};
+
 // Runs vdiag with these arguments. `input` is its standard input.
 ClientRun run_client(const std::vector<std::string>& arguments, const std::string& input = "");
 

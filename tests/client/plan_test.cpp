@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "tests/client/peer.h"
 
 namespace vdiag {
@@ -94,11 +92,7 @@ TEST(PlanTest, VariablesAreReplaced) {
 
 class PlanRunTest : public testing::Test {
    protected:
-    std::string write(const std::string& content) {
-        std::string path = testing::TempDir() + "vdiag-test.plan";
-        std::ofstream(path) << content;
-        return path;
-    }
+    ScratchFile plan_;
     // Counts the requests; the flag's value is the count.
     unsigned asked_ = 0;
     FakePeer peer_{[this](const Bytes& request, bool* hang_up) {
@@ -107,7 +101,8 @@ class PlanRunTest : public testing::Test {
         return *hang_up ? Bytes() : frame({75, 11, 254, 127, 0, static_cast<uint8_t>(asked_)});
     }};
     ClientRun run(const std::string& content, std::vector<std::string> more = {}) {
-        more.insert(more.begin(), {"-c", peer_.address(), "-t", "500ms", "run", write(content)});
+        plan_.write(content);
+        more.insert(more.begin(), {"-c", peer_.address(), "-t", "500ms", "run", plan_.path()});
         return run_client(more);
     }
 };
@@ -134,18 +129,16 @@ TEST_F(PlanRunTest, ALostConnectionFailsItsLineAndTheNextLineConnectsAgain) {
 }
 
 TEST_F(PlanRunTest, ReportsForMachinesNameEveryStep) {
-    const std::string junit = testing::TempDir() + "vdiag-junit.xml";
+    const ScratchFile junit;
     const ClientRun result =
-        run("ftm WriteVC 'a<&\"' x => status=9\nftm UFS => answer~4b\n", {"--json", "--junit", junit});
+        run("ftm WriteVC 'a<&\"' x => status=9\nftm UFS => answer~4b\n", {"--json", "--junit", junit.path()});
     EXPECT_EQ(result.status, 8);
     EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3) << result.out;
     EXPECT_NE(result.out.find("\"outcome\":\"failed\""), std::string::npos);
     EXPECT_NE(result.out.find("\"passed\":1,\"failed\":1"), std::string::npos);
-    std::ostringstream xml;
-    xml << std::ifstream(junit).rdbuf();
-    EXPECT_NE(xml.str().find("name=\"1: ftm WriteVC 'a&lt;&amp;&quot;' x"), std::string::npos) << xml.str();
-    EXPECT_NE(xml.str().find("tests=\"2\" failures=\"1\" skipped=\"0\""), std::string::npos);
-    unlink(junit.c_str());
+    const std::string xml = junit.read();
+    EXPECT_NE(xml.find("name=\"1: ftm WriteVC 'a&lt;&amp;&quot;' x"), std::string::npos) << xml;
+    EXPECT_NE(xml.find("tests=\"2\" failures=\"1\" skipped=\"0\""), std::string::npos);
 }
 
 }  // namespace
