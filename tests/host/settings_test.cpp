@@ -7,6 +7,14 @@
 #include "tests/support/phone.h"
 
 namespace {
+
+// A fresh process for what ends it. An emulated test cannot start itself again: there a copy has to do.
+void prepare_death() {
+#ifndef VENDORDIAG_EMULATED
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+#endif
+}
+
 // The variable NAME in force while this lives.
 struct Variable {
     const char* name;
@@ -63,14 +71,14 @@ TEST(HostSettingsTest, DefaultsFollowTheRoot) {
 }
 
 TEST(HostSettingsTest, ABadValueEndsTheProcessAtTheFirstPlatformCall) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    prepare_death();
     const Variable root("VENDORDIAG_ROOT", "/tmp");
     const Variable power("VENDORDIAG_POWER", "maybe");
     EXPECT_EXIT(ALOGD("never seen"), ::testing::ExitedWithCode(255), "^[^\n]*VENDORDIAG_POWER[^\n]*\n$");
 }
 
 TEST_F(PhoneTest, APowerCallEndsTheProcessWithStatusZero) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    prepare_death();
     HostSettings exits = settings();
     exits.power_exits = true;
     reconfigure(exits);
@@ -78,7 +86,7 @@ TEST_F(PhoneTest, APowerCallEndsTheProcessWithStatusZero) {
 }
 
 TEST(HostLog, RecordsAreLinesInThreadtimeForm) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    prepare_death();
     const Variable root("VENDORDIAG_ROOT", "/tmp");
     const std::string head = "[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3} [0-9]+ [0-9]+ ";
     EXPECT_EXIT((ALOGE("one\ntwo %s\n\n", "x"), (void)__android_log_print(4, "cfgutil-impl", "%s", ""), _exit(0)),
