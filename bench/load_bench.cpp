@@ -1,95 +1,32 @@
-// load_bench DAEMON PEER DEVICE_TREE: whole processes under load, the daemon against a peer that only echoes. Every
-// figure is the best of several runs that take turns, so that a busy machine hits both alike.
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
+// load_bench DAEMON PEER LINKED_PEER DEVICE_TREE: whole processes under load, the daemon against a peer that only
+// echoes; LINKED_PEER is the same peer, linked with the daemon's libraries. Every figure is the best of several runs
+// that take turns, so that a busy machine hits both alike.
+#include <strings.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "platform/host/address.h"
+#include "bench/server.h"
+#include "ftm/ftm_command.h"
 #include "platform/host/hdlc.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-using Bytes = std::vector<uint8_t>;
 
 constexpr int kRuns = 9;
 constexpr int kExchanges = 3000;
+constexpr int kStarts = 20;
 constexpr size_t kWindow = 64;  // requests under way when pipelined
-
-struct Server {
-    std::string path;
-    pid_t pid = -1;
-};
-
-int connect_to(const std::string& path) {
-    sockaddr_un name{};
-    UniqueFd directory;
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        if (address_unix_name(path, &name, &directory) &&
-            connect(fd, static_cast<sockaddr*>(static_cast<void*>(&name)), sizeof(name)) == 0) {
-            return fd;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    (void)fprintf(stderr, "nobody listens on %s\n", path.c_str());
-    exit(1);
-}
-
-Server start(std::vector<std::string> command, const std::string& path) {
-    posix_spawn_file_actions_t actions;
-    (void)posix_spawn_file_actions_init(&actions);
-    (void)posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    (void)posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    std::vector<char*> words;
-    std::transform(command.begin(), command.end(), std::back_inserter(words),
-                   [](std::string& word) { return word.data(); });
-    words.push_back(nullptr);
-    Server server{path};
-    if (posix_spawn(&server.pid, words[0], &actions, nullptr, words.data(), environ) != 0) {
-        perror(words[0]);
-        exit(1);
-    }
-    (void)posix_spawn_file_actions_destroy(&actions);
-    (void)close(connect_to(path));
-    return server;
-}
-
-void stop(const Server& server) {
-    (void)kill(server.pid, SIGKILL);
-    (void)waitpid(server.pid, nullptr, 0);
-}
-
-// Reads until `count` frames have ended.
-void read_frames(int fd, size_t count) {
-    uint8_t buffer[65536];
-    while (count > 0) {
-        const ssize_t size = read(fd, buffer, sizeof(buffer));
-        if (size <= 0) {
-            (void)fprintf(stderr, "the connection ended\n");
-            exit(1);
-        }
-        count -= std::min<size_t>(count, static_cast<size_t>(std::count(buffer, buffer + size, 0x7E)));
-    }
-}
-
-void exchange(int fd, const Bytes& request) {
-    if (write(fd, request.data(), request.size()) == static_cast<ssize_t>(request.size())) {
-        read_frames(fd, 1);
-    }
-}
 
 // Microseconds per exchange and client, of `clients` that each wait for every answer.
 double round_trip(const Server& server, const Bytes& request, unsigned clients) {
@@ -100,6 +37,7 @@ double round_trip(const Server& server, const Bytes& request, unsigned clients) 
     }
     const auto begin = Clock::now();
     std::vector<std::thread> threads;
+    threads.reserve(fds.size());
     for (const int fd : fds) {
         threads.emplace_back([fd, &request] {
             for (int i = 0; i < kExchanges; ++i) {
@@ -131,6 +69,38 @@ double pipelined(const Server& server, const Bytes& request) {
     return kExchanges / passed.count();
 }
 
+// Milliseconds from starting a process to its first answer.
+double first_answer(const std::vector<std::string>& command, const std::string& path, const Bytes& request) {
+    fs::remove(path);
+    const auto begin = Clock::now();
+    const Server server = start(command, path);
+    const int fd = connect_to(path);
+    exchange(fd, request);
+    const std::chrono::duration<double, std::milli> passed = Clock::now() - begin;
+    (void)close(fd);
+    stop(server);
+    return passed.count();
+}
+
+// Nanoseconds to find the last row of each map, as the dispatchers do: they pass over every row.
+double worst_lookup() {
+    constexpr int kRepeats = 20000;
+    const std::string main_name = ftm_diag_req_cmd_map[kFtmMainMapSize - 1].cmd;
+    const std::string ext_name = ftm_diag_req_ext_cmd_map[kFtmExtMapSize - 1].cmd;
+    volatile int found = 0;
+    const auto begin = Clock::now();
+    for (int i = 0; i < kRepeats; ++i) {
+        for (const FtmCommandEntry& row : ftm_diag_req_cmd_map) {
+            found = found + (strcasecmp(row.cmd, main_name.c_str()) == 0 ? 1 : 0);
+        }
+        for (const FtmExtCommandEntry& row : ftm_diag_req_ext_cmd_map) {
+            found = found + (strncasecmp(row.cmd, ext_name.c_str(), strlen(row.cmd)) == 0 ? 1 : 0);
+        }
+    }
+    const std::chrono::duration<double, std::nano> passed = Clock::now() - begin;
+    return found >= 2 * kRepeats ? passed.count() / kRepeats : 0;
+}
+
 struct Pair {
     double daemon;
     double peer;
@@ -142,6 +112,17 @@ Pair best(const std::function<double(const Server&)>& measure, const Server& dae
         const Pair next{measure(daemon), measure(peer)};
         result.daemon = highest ? std::max(result.daemon, next.daemon) : std::min(result.daemon, next.daemon);
         result.peer = highest ? std::max(result.peer, next.peer) : std::min(result.peer, next.peer);
+    }
+    return result;
+}
+
+// Start to first answer of the daemon and of a program with the same libraries that only echoes.
+Pair best_start(const std::vector<std::string>& daemon, const std::string& daemon_path,
+                const std::vector<std::string>& peer, const std::string& peer_path, const Bytes& request) {
+    Pair result{1e9, 1e9};
+    for (int run = 0; run < kStarts; ++run) {
+        result.daemon = std::min(result.daemon, first_answer(daemon, daemon_path, request));
+        result.peer = std::min(result.peer, first_answer(peer, peer_path, request));
     }
     return result;
 }
@@ -160,26 +141,30 @@ void measure_all(const Server& daemon, const Server& peer, const Server& byte_pe
         {"unlisted command", {0x63, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
         {"version number", {0}},
     };
-    (void)printf("%-44s %10s %10s\n", "", "daemon", "peer");
+    double round_trip_ns = 0;
     for (const auto& request : requests) {
         Bytes frame;
         hdlc_encode(request.packet.data(), request.packet.size(), &frame);
         const std::string name = request.name;
         for (const unsigned clients : {1U, 4U}) {
-            print("round trip, " + name + ", clients: " + std::to_string(clients), "us ",
-                  best([&](const Server& s) { return round_trip(s, frame, clients); }, daemon, peer, false));
+            const Pair pair = best([&](const Server& s) { return round_trip(s, frame, clients); }, daemon, peer, false);
+            print("round trip, " + name + ", clients: " + std::to_string(clients), "us ", pair);
+            round_trip_ns = clients == 1 ? pair.daemon * 1000 : round_trip_ns;
         }
         const auto flood = [&](const Server& s) { return pipelined(s, frame); };
         print("pipelined, " + name + ", frame echo", "1/s", best(flood, daemon, peer, true));
         print("pipelined, " + name + ", byte echo", "1/s", best(flood, daemon, byte_peer, true));
     }
+    const double lookup = worst_lookup();
+    (void)printf("%-44s %10.0f %10.0f ns    %.2f percent of a round trip\n", "look-up by name, last row of both maps",
+                 lookup, round_trip_ns, 100 * lookup / round_trip_ns);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        (void)fprintf(stderr, "usage: %s DAEMON PEER DEVICE_TREE\n", argv[0]);
+    if (argc != 5) {
+        (void)fprintf(stderr, "usage: %s DAEMON PEER LINKED_PEER DEVICE_TREE\n", argv[0]);
         return 2;
     }
     std::string directory = (fs::temp_directory_path() / "bench-load-XXXXXX").string();
@@ -188,9 +173,15 @@ int main(int argc, char** argv) {
         return 1;
     }
     const std::string root = directory + "/phone";
-    fs::copy(argv[3], root, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    fs::copy(argv[4], root, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     (void)setenv("VENDORDIAG_ROOT", root.c_str(), 1);
     (void)unsetenv("VENDORDIAG_LISTEN");
+    (void)printf("%-44s %10s %10s\n", "", "daemon", "peer");
+    Bytes frame;
+    const Bytes version = {0};
+    hdlc_encode(version.data(), version.size(), &frame);
+    print("start to first answer", "ms ",
+          best_start({argv[1]}, root + "/.sim/diag", {argv[3], directory + "/linked"}, directory + "/linked", frame));
     const Server daemon = start({argv[1]}, root + "/.sim/diag");
     const Server peer = start({argv[2], directory + "/frames", "frames"}, directory + "/frames");
     const Server byte_peer = start({argv[2], directory + "/bytes"}, directory + "/bytes");
