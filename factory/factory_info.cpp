@@ -211,8 +211,12 @@ void* diag_factory_write_cmd(const void* request, uint16_t length) {
     InfoRequest info = {};
     FactoryInfoStatus status = kInfoNoMemory;
     if (parse_request(request_view(request, length), true, __func__, &info)) {
-        // A packet that ends early stores nothing, and erases nothing.
-        status = info.complete ? store_data_to_file(info.keys, info.number_group == 0) : kInfoFailed;
+        if (info.complete) {
+            status = store_data_to_file(info.keys, info.number_group == 0);
+        } else {  // stores nothing, and erases nothing
+            ALOGE("%s: the packet ends before its count\n", __func__);
+            status = kInfoFailed;
+        }
     }
     void* rsp = info_response(kWriteCommand, 8, status);
     if (rsp == nullptr) {
@@ -258,7 +262,7 @@ FactoryInfoStatus store_data_to_file(const std::vector<FactoryKey>& keys, bool e
     }
     std::string old_document;
     // Only a file that is certainly not there is made anew: what cannot be looked at may hold something.
-    const bool exists = device_access(path.c_str(), F_OK) == 0 || errno != ENOENT;
+    const bool exists = device_access(path.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR);
     if (!exists) {
         ALOGD("Xml file not exist, create it first\n");
     } else {

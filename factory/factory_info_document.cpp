@@ -47,7 +47,12 @@ std::string element_name(const xmlNode* node) {
 }
 
 bool is_element(const xmlNode* node, const std::string& name) {
-    return node->type == XML_ELEMENT_NODE && element_name(node) == name;
+    if (node->type != XML_ELEMENT_NODE) {
+        return false;
+    }
+    // A request may ask for thousands of names of a store with thousands of keys: no copy of each for each.
+    const bool prefixed = node->ns != nullptr && node->ns->prefix != nullptr;
+    return prefixed ? element_name(node) == name : name == plain(node->name);
 }
 
 bool is_info_root(const xmlNode* root) { return xmlStrcmp(root->name, xml(kRootName)) == 0; }
@@ -112,12 +117,17 @@ bool is_storable(const FactoryKey& key) {
     return is_xml_text(key.name) && xmlValidateName(xml(key.name.c_str()), 0) == 0 && is_xml_text(key.value);
 }
 
+// False without memory, or (logged) when the document has grown so large that it could not be read again.
 bool serialise(xmlDoc* doc, std::string* out) {
     xmlChar* memory = nullptr;
     int size = 0;
     xmlDocDumpFormatMemoryEnc(doc, &memory, &size, "UTF-8", 1);
     const UniqueXmlText own(memory);
     if (memory == nullptr || size <= 0) {
+        return false;
+    }
+    if (static_cast<size_t>(size) > kMaxDocument) {
+        ALOGE("factory xml file would be too large\n");
         return false;
     }
     out->assign(plain(memory), static_cast<size_t>(size));

@@ -51,6 +51,16 @@ UniqueFd open_node(const char* path) {
 
 // The functions of the test flow are named as they stand in the log lines.
 
+// Writes a node's one character. The kernel's node holds what was last written; a file in its place must not keep the
+// tail of a longer text. The result of the write.
+ssize_t write_node(int node, char state) {
+    const ssize_t written = write(node, &state, 1);
+    if (written > 0) {
+        (void)ftruncate(node, written);
+    }
+    return written;
+}
+
 // Writes one character to both antenna switches. Returns 0, or 1 when either cannot be opened.
 int switch_antennas(char state) {
     const UniqueFd gps = open_node(kGpsSwitchNode);
@@ -62,8 +72,8 @@ int switch_antennas(char state) {
         return 1;
     }
     // A switch that refuses shows in the chip's answers.
-    (void)!write(gps.get(), &state, 1);
-    (void)!write(wifi.get(), &state, 1);
+    (void)write_node(gps.get(), state);
+    (void)write_node(wifi.get(), state);
     return 0;
 }
 
@@ -76,7 +86,7 @@ int write_power(int node, char wanted) {
         ALOGE("failed to seek back to head of file %s, error = %s", kPowerNode, strerror(errno));
         return 1;
     }
-    const ssize_t written = write(node, &wanted, 1);
+    const ssize_t written = write_node(node, wanted);
     if (written < 0) {
         ALOGE("failed to write file %s, error = %s", kPowerNode, strerror(errno));
         return 1;

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 
 #include "platform/host/hdlc.h"
@@ -20,6 +21,11 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+// Peers and the test take turns: what a test sets before it runs the client is seen by its peer, and what the peer
+// noted is seen by the test afterwards.
+std::mutex turn;
+void take_turn() { const std::lock_guard<std::mutex> lock(turn); }
 
 std::string temporary_directory() {
     std::string path = (fs::temp_directory_path() / "vdiag-test-XXXXXX").string();
@@ -46,6 +52,7 @@ void ScratchFile::write(const std::string& text) const { std::ofstream(path_, st
 std::string ScratchFile::read() const { return content(path_); }
 
 ClientRun run_client(const std::vector<std::string>& arguments, const std::string& input) {
+    take_turn();
     const std::string directory = temporary_directory();
     std::ofstream(directory + "/in", std::ios::binary) << input;
     posix_spawn_file_actions_t actions;
@@ -72,6 +79,7 @@ ClientRun run_client(const std::vector<std::string>& arguments, const std::strin
         waitpid(child, &status, 0);
     }
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    take_turn();
     posix_spawn_file_actions_destroy(&actions);
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     run.out = content(out);
@@ -143,8 +151,12 @@ void FakePeer::serve_client(int fd) {
             size_t size = 0;
             const uint8_t* packet = hdlc_packet(decoder, &size);
             bool hang_up = false;
-            requests_.emplace_back(packet, packet + size);
-            const Bytes answer = reply_(requests_.back(), &hang_up);
+            Bytes answer;
+            {
+                const std::lock_guard<std::mutex> lock(turn);
+                requests_.emplace_back(packet, packet + size);
+                answer = reply_(requests_.back(), &hang_up);
+            }
             (void)!send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
             if (!flood_.empty()) {
                 send_flood(fd);

@@ -132,7 +132,9 @@ TEST_F(FactoryInfo, PacketThatEndsBeforeItsCountIsRefused) {
     const std::string before = read_file_text(kFile);
     const Bytes whole = write_request({{"kept", "22"}, {"new", "333"}});
     for (size_t size = 10; size < whole.size(); ++size) {
+        clear_log();
         EXPECT_EQ(send(Bytes(whole.begin(), whole.begin() + static_cast<long>(size))), 3U) << size;
+        expect_log({E("diag_factory_write_cmd: the packet ends before its count")});
     }
     EXPECT_EQ(read_file_text(kFile), before);
     clear_log();
@@ -169,6 +171,22 @@ TEST_F(FactoryInfo, CommentsAndForeignAttributesSurviveARewrite) {
     for (const char* kept : {"v=\"2\"", "<!-- one -->", "<!-- two -->", "note=\"n\" sizeOf=\"2\"", ">22<"}) {
         EXPECT_NE(after.find(kept), std::string::npos) << kept << " in " << after;
     }
+}
+
+TEST_F(FactoryInfo, NothingIsStoredThatCouldNotBeReadBack) {
+    const FactoryKey first{"first", "1"};
+    uint32_t status = write({first});
+    for (int part = 0; status == 0 && part < 8; ++part) {
+        Keys keys;
+        for (int i = 0; i < 200; ++i) {
+            keys.push_back({"k" + std::to_string(part) + "." + std::to_string(i), std::string(255, '&')});
+        }
+        status = write(keys);
+    }
+    EXPECT_EQ(status, 3U);
+    expect_log({E("factory xml file would be too large")});
+    EXPECT_EQ(exchange(read_request({"first"})), read_answer(0, {first}));
+    EXPECT_EQ(write({{"first", "2"}}), 0U);
 }
 
 TEST_F(FactoryInfo, FailedSaveKeepsTheOldDocument) {

@@ -115,53 +115,6 @@ TEST_F(FtmFiles, ExecutedCommandAppendsUntilTheLimitIsReached) {
     EXPECT_STREQ(quiet, "same");
 }
 
-TEST_F(FtmFiles, FileContentHasItsLengthAndAtMost4093Bytes) {
-    unsigned char area[2 + 4093 + 2];
-    for (const size_t size : {size_t{0}, size_t{1}, size_t{4093}, size_t{5000}}) {
-        write_file("/f", std::string(size, 'q'));
-        EXPECT_TRUE(read_file_content("/f", area));
-        const size_t expected = std::min<size_t>(size, 4093);
-        EXPECT_EQ(area[0] | (area[1] << 8), static_cast<int>(expected));
-        EXPECT_EQ(area[2 + expected], 0);
-        EXPECT_EQ(area[2 + expected + 1], 0);
-    }
-    EXPECT_FALSE(read_file_content("/none", area));
-    make_dir("/dir");
-    clear_log();
-    EXPECT_FALSE(read_file_content("/dir", area));
-    expect_log_only({D("fread_file_content: failed to read data, size=0 read_size: 0 reason: Is a directory")});
-}
-
-TEST_F(FtmFiles, DigestLengthIs32WhateverWasPrinted) {
-    char out[kMd5TextSize];
-    uint16_t len = 0;
-    EXPECT_TRUE(get_md5_value("echo abc", out, &len));
-    EXPECT_STREQ(out, "abc\n");
-    EXPECT_EQ(len, 32);
-}
-
-TEST_F(FtmFiles, UsbWaitEndsAtTheFirstZero) {
-    write_file("/sys/class/power_supply/usb/online", "1\n");
-    on_delay([this](uint64_t) {
-        if (delays().size() == 4) {
-            write_file("/sys/class/power_supply/usb/online", "0\n");
-        }
-    });
-    EXPECT_EQ(ftm_diag_power_usb_present(), 1);
-    EXPECT_EQ(delays(), std::vector<uint64_t>(4, 1000000));
-}
-
-TEST_F(FtmFiles, PersistDirectoryFallsBackOnlyWhenItIsMissing) {
-    make_dir("/persist");
-    EXPECT_EQ(persist_path("/x"), "/persist/x");
-    remove("/persist");
-    clear_log();
-    EXPECT_EQ(persist_path("/x"), "/mnt/vendor/persist/x");
-    expect_log_only({E("Failed to access /persist, errno = 2")});
-    make_link("/persist", "persist");  // cannot be followed
-    EXPECT_EQ(persist_path("/x"), "/persist/x");
-}
-
 TEST_F(FtmFiles, WritingEndsAtTheStepThatFails) {
     const auto open_for_write = [this](const char* path) {
         return UniqueFd(open(host(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));

@@ -9,7 +9,6 @@
 #include "platform/host/internal.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
-#include "tests/support/faults.h"
 #include "tests/support/phone.h"
 
 namespace {
@@ -150,23 +149,4 @@ TEST_F(HostFiles, EventTypesComeFromTheDevicesCapabilities) {
     EXPECT_EQ(device_ioctl(other.get(), EVIOCGBIT(0, 8), bits.data()), -1);
 }
 
-TEST_F(HostFiles, FaultsHitTheCallTheyAreMeantFor) {
-    write_file("/data/file", "");
-    Faults faults;
-    UniqueFd fd(device_open("/data/file", O_RDWR | O_CLOEXEC));
-    faults.fail(Call::kWrite, 2, ENOSPC);
-    faults.shorten(Call::kRead, 1, 1);
-    EXPECT_EQ(write(fd.get(), "abc", 3), 3);
-    EXPECT_EQ(write(fd.get(), "d", 1), -1);
-    EXPECT_EQ(errno, ENOSPC);
-    EXPECT_EQ(write(fd.get(), "e", 1), 1);
-    EXPECT_EQ(lseek(fd.get(), 0, SEEK_SET), 0);
-    std::array<char, 4> text{};
-    EXPECT_EQ(read(fd.get(), text.data(), text.size()), 1);
-    EXPECT_EQ(faults.count(Call::kWrite), 3U);
-    EXPECT_EQ(faults.system_calls(), 6U);  // open, three writes, one seek, one read
-    faults.fail(Call::kSpawn, 1, EAGAIN);
-    EXPECT_EQ(device_system("true"), -1);
-    EXPECT_EQ(device_system("true"), 0);
-}
 }  // namespace

@@ -1,13 +1,9 @@
 // What the phone's closed libraries answer, from the state files of the simulated phone.
 #include <array>
-#include <cerrno>
 #include <cstring>
 
 #include "platform/include/modem_api.h"
-#include "platform/include/power.h"
 #include "platform/include/properties.h"
-#include "platform/include/trusted_env.h"
-#include "platform/include/variant_flag.h"
 #include "platform/include/vendor_utils.h"
 #include "tests/support/phone.h"
 
@@ -87,42 +83,6 @@ TEST_F(HostLibraries, AModemWithoutStateFailsAndStillJournals) {
     EXPECT_EQ(state("modem/properties/p"), "-5");
 }
 
-TEST_F(HostLibraries, TheModemAnswersFromItsState) {
-    for (const auto& [name, content] :
-         std::initializer_list<std::pair<const char*, const char*>>{{"qmi", "0"},
-                                                                    {"efs/1", "12345"},
-                                                                    {"prl", "65000\n"},
-                                                                    {"imei", "123456789012345\n"},
-                                                                    {"cards", "1 2 3 255\n"},
-                                                                    {"sim_tray", "1"},
-                                                                    {"eid", "000102030405060708090a0b0C0D0E0F"},
-                                                                    {"qcn", "4"}}) {
-        set_state(std::string("modem/") + name, content);
-    }
-    std::array<uint8_t, 16> bytes{};
-    std::array<char, 16> text{};
-    uint16_t version = 0;
-    int length = 3;
-    EXPECT_EQ(modem_api_init_qmi_connection(228, 1), 0);
-    EXPECT_EQ(modem_read_efs(1, bytes.data(), &length), 0);
-    EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 4), (Bytes{'1', '2', '3', 0}));
-    EXPECT_EQ(length, 3);
-    EXPECT_EQ(modem_get_prl_version(&version), 0);
-    EXPECT_EQ(version, 65000);
-    EXPECT_EQ(modem_get_imei(text.data(), 16), 0);
-    EXPECT_STREQ(text.data(), "123456789012345");
-    EXPECT_EQ(modem_get_all_cards_status(bytes.data()), 0);
-    EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 4), (Bytes{1, 2, 3, 255}));
-    EXPECT_EQ(modem_api_get_sim_tray_presence_state(bytes.data()), 0);
-    EXPECT_EQ(bytes[0], 1);
-    length = 16;
-    EXPECT_EQ(modem_api_get_uim_eid(bytes.data(), &length), 0);
-    EXPECT_EQ(to_hex(Bytes(bytes.begin(), bytes.end())), "00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f");
-    EXPECT_EQ(modem_restore_qcn_data(), 4);
-    set_state("modem/cards", "1 2 3");
-    EXPECT_NE(modem_get_all_cards_status(bytes.data()), 0);
-}
-
 TEST_F(HostLibraries, BoardDataIsKeptInItsFiles) {
     std::array<unsigned char, kBoardRecordSize> record{};
     int length = kBoardRecordSize;
@@ -157,48 +117,4 @@ TEST_F(HostLibraries, Base64IsPaddedToFours) {
     }
 }
 
-TEST_F(HostLibraries, TheVariantFlagIsSetReadAndCleared) {
-    std::array<char, kVariantFlagSize> flag{};
-    EXPECT_EQ(getCustVariantFlag(flag.data()), 0);
-    EXPECT_EQ(setCustVariantFlag("EU"), 1);
-    EXPECT_EQ(getCustVariantFlag(flag.data()), 1);
-    EXPECT_STREQ(flag.data(), "EU");
-    EXPECT_EQ(clearVariantFlag(), 1);
-    EXPECT_EQ(getCustVariantFlag(flag.data()), 0);
-}
-
-TEST_F(HostLibraries, TheRpmbKeyIsProvisionedThroughTheClientEnvironment) {
-    Object env{};
-    Object service{};
-    uint32_t uid = kRpmbServiceUid;
-    uint32_t zero = 0;
-    ASSERT_EQ(TZCom_getClientEnvObject(&env), 0);
-    std::array<ObjectArg, 2> open{};
-    open[0].bi = {&uid, sizeof uid};
-    ASSERT_EQ(env.invoke(env.context, kClientEnvOpen, open.data(), object_counts(1, 0, 0, 1)), 0);
-    service = open[1].o;
-    EXPECT_EQ(service.invoke(service.context, kRpmbServiceCheckProv, nullptr, 0), 15);
-    ObjectArg key{};
-    key.bi = {&zero, sizeof zero};
-    set_state("secure/provision", "9");
-    EXPECT_EQ(service.invoke(service.context, kRpmbServiceProvisionKey, &key, object_counts(1, 0, 0, 0)), 9);
-    EXPECT_EQ(service.invoke(service.context, kRpmbServiceCheckProv, nullptr, 0), 15);
-    set_state("secure/provision", "0");
-    EXPECT_EQ(service.invoke(service.context, kRpmbServiceProvisionKey, &key, object_counts(1, 0, 0, 0)), 0);
-    EXPECT_EQ(service.invoke(service.context, kRpmbServiceCheckProv, nullptr, 0), 0);
-    EXPECT_EQ(env.invoke(env.context, kObjectOpRelease, nullptr, 0), 0);
-    set_state("secure/service", "3");
-    EXPECT_EQ(env.invoke(env.context, kClientEnvOpen, open.data(), object_counts(1, 0, 0, 1)), 3);
-    set_state("secure/client_env", "2");
-    EXPECT_EQ(TZCom_getClientEnvObject(&env), 2);
-}
-
-TEST_F(HostLibraries, PowerCallsAreRecordedInOrder) {
-    EXPECT_EQ(android_reboot(ANDROID_RB_RESTART2, 0, "ftmmode"), -1);
-    EXPECT_EQ(errno, EPERM);
-    EXPECT_EQ(device_reboot(kRebootRestart), -1);
-    EXPECT_EQ(device_reboot(kRebootPowerOff), -1);
-    EXPECT_EQ(device_reboot(0), -1);
-    EXPECT_EQ(power_calls(), (std::vector<std::string>{"restart2 ftmmode", "restart", "power_off"}));
-}
 }  // namespace

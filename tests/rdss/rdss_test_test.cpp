@@ -44,6 +44,9 @@ class RdssTest : public UartTest {
 };
 
 TEST_F(RdssTest, StartSwitchesAntennasOpensThePortAndPowersTheChip) {
+    for (const char* node : {kPower, kGps, kWifi}) {
+        write_file(node, "0\n");
+    }
     EXPECT_EQ(0, ftm("startrchiptest").status);
     EXPECT_EQ("111", nodes());
     EXPECT_EQ(std::string(1, '\0'), chip_hears());
