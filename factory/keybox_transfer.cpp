@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "daemon/diag_packet.h"
 #include "factory/factory_diag.h"
@@ -58,11 +61,25 @@ int open_keybox() {
     return -1;
 }
 
+// True for a descriptor whose file had the keybox's name until it was deleted, as an installation does.
+bool was_keybox_descriptor(int fd) {
+    constexpr std::string_view kDeleted = "/mnt/vendor/persist/keybox/keybox.xml (deleted)";
+    char name[PATH_MAX] = {};
+    const ssize_t size = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof(name));
+    const std::string_view text(name, size > 0 ? static_cast<size_t>(size) : 0);
+    return text.size() >= kDeleted.size() && text.substr(text.size() - kDeleted.size()) == kDeleted;
+}
+
 bool is_keybox_descriptor(int fd) {
     struct stat handle = {};
     struct stat keybox = {};
-    return fstat(fd, &handle) == 0 && device_stat(kKeyboxFile, &keybox) == 0 && handle.st_dev == keybox.st_dev &&
-           handle.st_ino == keybox.st_ino;
+    if (fstat(fd, &handle) != 0) {
+        return false;
+    }
+    if (handle.st_nlink == 0) {
+        return was_keybox_descriptor(fd);
+    }
+    return device_stat(kKeyboxFile, &keybox) == 0 && handle.st_dev == keybox.st_dev && handle.st_ino == keybox.st_ino;
 }
 
 // Writes the whole of `data` at `offset`. False when the position or a write was refused.

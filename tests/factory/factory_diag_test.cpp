@@ -231,6 +231,9 @@ TEST_F(FactoryDiag, AKeyboxIsWrittenThroughItsHandle) {
     EXPECT_EQ(send(25, u32(handle)), u32(0));
     EXPECT_EQ(send(25, u32(handle)), u32(3));
     expect_log_only({E("factory_diag_close_handler: close file failed!")});
+    const uint32_t installed = open_keybox();
+    remove(kKeybox);  // as the installation does
+    EXPECT_EQ(send(25, u32(installed)), u32(0));
 }
 
 TEST_F(FactoryDiag, AHandleThatIsNotTheKeyboxDoesNoHarm) {
@@ -246,6 +249,8 @@ TEST_F(FactoryDiag, AHandleThatIsNotTheKeyboxDoesNoHarm) {
     }
     EXPECT_EQ(fcntl(other, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(read_file_text("/other"), "untouched");
+    remove("/other");
+    EXPECT_EQ(send(25, u32(static_cast<uint32_t>(other))), u32(3));
     (void)close(other);
     clear_log();
     EXPECT_EQ(send(26, u32(kMinusOne) + u32(5) + text_bytes("x")), u32(kMinusOne) + u32(5) + u32(0) + u32(3));
