@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"

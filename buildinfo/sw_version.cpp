@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
+#include "packet/diag_packet.h"
 #include "platform/include/properties.h"
 
 namespace {

@@ -3,11 +3,11 @@
 
 #include "buildinfo/bebiod.h"
 #include "buildinfo/sw_version.h"
-#include "daemon/modem_connection.h"
 #include "factory/factory_diag.h"
 #include "ftm/ftm_dispatch.h"
 #include "platform/include/diag.h"
 #include "platform/include/log.h"
+#include "support/modem_connection.h"
 
 int vendor_diag_start() {
     vendor_diag_modem_api_init();

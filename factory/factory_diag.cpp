@@ -6,10 +6,10 @@
 #include <cstring>
 #include <iterator>
 
-#include "daemon/diag_packet.h"
 #include "factory/ap_commands.h"
 #include "factory/factory_request.h"
 #include "factory/mdlog.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/vendor_utils.h"

@@ -9,9 +9,9 @@
 #include <iterator>
 #include <new>
 
-#include "daemon/diag_packet.h"
 #include "factory/factory_info_document.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "daemon/diag_packet.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 
 bool factory_begin(const FactoryCommand& command, const void* request, uint16_t length, uint8_t** rsp) {

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
 #include "factory/factory_diag.h"
 #include "factory/factory_request.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/vendor_utils.h"

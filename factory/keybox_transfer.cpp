@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "daemon/diag_packet.h"
 #include "factory/factory_diag.h"
 #include "factory/factory_request.h"
+#include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 

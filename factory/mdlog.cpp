@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <string>
 
-#include "daemon/diag_packet.h"
 #include "factory/factory_request.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/vendor_utils.h"

@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"

@@ -6,15 +6,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
-#include "daemon/worker.h"
 #include "factory/factory_info.h"
 #include "ftm/ftm_command.h"
 #include "ftm/ftm_power.h"
 #include "ftm/ftm_properties.h"
+#include "packet/diag_packet.h"
 #include "peripheral/led_key_control.h"
 #include "peripheral/nfc_audio.h"
 #include "platform/include/log.h"
+#include "support/worker.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_command.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
 

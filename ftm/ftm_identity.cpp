@@ -9,9 +9,9 @@
 #include <ctime>
 #include <string>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_digest.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/properties.h"

@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 
-#include "daemon/modem_connection.h"
 #include "ftm/ftm_files.h"
 #include "ftm/ftm_partition_copy.h"
 #include "ftm/ftm_result.h"
@@ -17,6 +16,7 @@
 #include "platform/include/modem_api.h"
 #include "platform/include/power.h"
 #include "platform/include/vendor_utils.h"
+#include "support/modem_connection.h"
 #include "vendorcfg/vendorcfg.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Power and boot-mode commands: restart, power off, special boot modes, shipping mode, the APDP image.
 #pragma once
 
-#include "daemon/worker.h"
 #include "ftm/ftm_command.h"
+#include "support/worker.h"
 
 FtmCommandHandler ftm_diag_req_cmd_reboot;
 FtmCommandHandler ftm_diag_req_cmd_poweroff;

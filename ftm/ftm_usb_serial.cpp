@@ -5,9 +5,9 @@
 #include <cstring>
 #include <string>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_dispatch.h"
 #include "ftm/ftm_files.h"
+#include "packet/diag_packet.h"
 #include "platform/include/log.h"
 
 namespace {

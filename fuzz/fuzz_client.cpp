@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "platform/host/hdlc.h"
-#include "tools/vdiag/codec.h"
-#include "tools/vdiag/report.h"
+#include "tools/vdiag/catalogue/codec.h"
+#include "tools/vdiag/run/report.h"
 
 namespace {
 

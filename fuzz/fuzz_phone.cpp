@@ -13,12 +13,12 @@
 
 #include "buildinfo/bebiod.h"
 #include "buildinfo/sw_version.h"
-#include "daemon/worker.h"
 #include "factory/factory_diag.h"
 #include "ftm/ftm_command.h"
 #include "ftm/ftm_dispatch.h"
 #include "platform/host/diag_library.h"
 #include "platform/host/host.h"
+#include "support/worker.h"
 
 namespace fs = std::filesystem;
 

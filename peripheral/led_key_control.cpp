@@ -9,8 +9,8 @@
 #include <cstring>
 #include <string>
 
-#include "daemon/diag_packet.h"
 #include "ftm/ftm_power.h"
+#include "packet/diag_packet.h"
 #include "peripheral/peripheral_packet.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"

@@ -1,9 +1,9 @@
 // LED mode, key test and the control command.
 #pragma once
 
-#include "daemon/worker.h"
 #include "peripheral/input_events.h"
 #include "platform/include/diag.h"
+#include "support/worker.h"
 
 DiagHandler control_diag_dispatch;        // request byte 1: 2 restarts the device, anything else is only echoed
 DiagHandler ftm_diag_led_entry_dispatch;  // request byte 4: the LED mode

@@ -4,11 +4,11 @@
 #include <atomic>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
-#include "daemon/worker.h"
+#include "packet/diag_packet.h"
 #include "peripheral/peripheral_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
+#include "support/worker.h"
 
 namespace {
 

@@ -15,7 +15,7 @@ strip -o "$stripped" "$binary" 2>/dev/null || "$machine-linux-gnu-strip" -o "$st
 
 # Which room a source file lives in, then the map's sections that were kept: " .text.name ADDRESS SIZE FILE", where
 # what follows a long name stands on a line of its own. An archive names its members by file alone.
-(cd "$top" && ls daemon/*.cpp ftm/*.cpp factory/*.cpp buildinfo/*.cpp peripheral/*.cpp rdss/*.cpp vendorcfg/*.cpp) |
+(cd "$top" && ls daemon/*.cpp ftm/*.cpp factory/*.cpp buildinfo/*.cpp peripheral/*.cpp rdss/*.cpp vendorcfg/*.cpp packet/*.cpp support/*.cpp) |
     awk -v machine="$machine" -v stripped="$(wc -c <"$stripped")" '
     function number(hex,    i, value) {
         value = 0

@@ -1,5 +1,5 @@
 // The catalogue against the daemon's own tables, and against itself.
-#include "tools/vdiag/catalogue.h"
+#include "tools/vdiag/catalogue/catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 
 #include "ftm/ftm_command.h"
 #include "tests/support/phone.h"
-#include "tools/vdiag/codec.h"
-#include "tools/vdiag/help.h"
-#include "tools/vdiag/shape.h"
+#include "tools/vdiag/catalogue/codec.h"
+#include "tools/vdiag/catalogue/shape.h"
+#include "tools/vdiag/face/help.h"
 
 namespace vdiag {
 namespace {

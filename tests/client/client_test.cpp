@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "tests/client/peer.h"
-#include "tools/vdiag/text.h"
+#include "tools/vdiag/words/text.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Requests from words, answers to values.
-#include "tools/vdiag/codec.h"
+#include "tools/vdiag/catalogue/codec.h"
 
 #include <gtest/gtest.h>
 
-#include "tools/vdiag/report.h"
+#include "tools/vdiag/run/report.h"
 
 namespace vdiag {
 namespace {

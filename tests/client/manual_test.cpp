@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "tests/client/peer.h"
-#include "tools/vdiag/help.h"
-#include "tools/vdiag/perform.h"
-#include "tools/vdiag/prompt.h"
+#include "tools/vdiag/face/help.h"
+#include "tools/vdiag/face/prompt.h"
+#include "tools/vdiag/run/perform.h"
 
 namespace vdiag {
 namespace {

@@ -1,5 +1,5 @@
 // Plans: what is refused before anything is sent, what holds for an answer, and the reports.
-#include "tools/vdiag/plan.h"
+#include "tools/vdiag/plan/plan.h"
 
 #include <gtest/gtest.h>
 

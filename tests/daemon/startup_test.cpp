@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "daemon/diag_packet.h"
-#include "daemon/modem_connection.h"
 #include "daemon/startup.h"
+#include "packet/diag_packet.h"
+#include "support/modem_connection.h"
 #include "tests/support/phone.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // Power and boot-mode commands: what they answer, what their workers do, and when.
 #include "ftm/ftm_power.h"
 
-#include "daemon/modem_connection.h"
+#include "support/modem_connection.h"
 #include "tests/support/phone.h"
 #include "vendorcfg/vendorcfg.h"
 

@@ -15,9 +15,9 @@
 
 #include "buildinfo/bebiod.h"
 #include "buildinfo/sw_version.h"
-#include "daemon/worker.h"
 #include "factory/factory_diag.h"
 #include "ftm/ftm_dispatch.h"
+#include "support/worker.h"
 
 namespace fs = std::filesystem;
 

@@ -10,8 +10,8 @@
 #include <map>
 #include <set>
 
-#include "daemon/worker.h"
 #include "ftm/ftm_command.h"
+#include "support/worker.h"
 #include "tests/support/faults.h"
 #include "tests/support/phone.h"
 

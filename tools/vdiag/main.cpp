@@ -3,13 +3,13 @@
 
 #include <algorithm>
 
-#include "tools/vdiag/help.h"
-#include "tools/vdiag/invocation.h"
-#include "tools/vdiag/perform.h"
-#include "tools/vdiag/plan_run.h"
-#include "tools/vdiag/probe.h"
-#include "tools/vdiag/prompt.h"
-#include "tools/vdiag/report.h"
+#include "tools/vdiag/face/help.h"
+#include "tools/vdiag/face/prompt.h"
+#include "tools/vdiag/plan/plan_run.h"
+#include "tools/vdiag/run/invocation.h"
+#include "tools/vdiag/run/perform.h"
+#include "tools/vdiag/run/probe.h"
+#include "tools/vdiag/run/report.h"
 
 namespace vdiag {
 namespace {

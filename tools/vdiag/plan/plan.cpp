@@ -1,0 +1,341 @@
+// Plans, taken apart and checked before anything is sent.
+#include "tools/vdiag/plan/plan.h"
+
+#include <regex.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace vdiag {
+namespace {
+
+bool is_name(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+    });
+}
+
+bool parse_condition(const std::string& word, Condition* condition) {
+    const size_t at = word.find_first_of("=!~<>");
+    if (at == std::string::npos || at == 0) {
+        return false;
+    }
+    const bool two = at + 1 < word.size() && word[at + 1] == '=' && word[at] != '=' && word[at] != '~';
+    condition->field = word.substr(0, at);
+    condition->comparison = word.substr(at, two ? 2 : 1);
+    condition->value = word.substr(at + (two ? 2 : 1));
+    return condition->comparison != "!";
+}
+
+bool refuse(const std::string& text, std::string* error) {
+    *error = text;
+    return false;
+}
+
+// "keep FIELD" or "keep FIELD as NAME"; `at` stands behind "keep".
+bool parse_keep(const std::vector<std::string>& words, size_t* at, PlanStep* step, std::string* error) {
+    if (*at >= words.size()) {
+        return refuse("keep what?", error);
+    }
+    Keep keep{words[*at], words[*at]};
+    *at += 1;
+    if (*at + 1 < words.size() && words[*at] == "as") {
+        keep.name = words[*at + 1];
+        *at += 2;
+    }
+    if (!is_name(keep.name)) {
+        return refuse("'" + keep.name + "' is no name for a value", error);
+    }
+    step->keeps.push_back(std::move(keep));
+    return true;
+}
+
+bool parse_within(const std::vector<std::string>& words, size_t* at, PlanStep* step, std::string* error) {
+    const auto time = *at < words.size() ? milliseconds_parse(words[*at]) : std::nullopt;
+    if (!time) {
+        return refuse("within takes a time such as 5s", error);
+    }
+    step->within_ms = *time;
+    *at += 1;
+    return true;
+}
+
+// The words behind "=>".
+bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, std::string* error) {
+    for (size_t at = 0; at < words.size();) {
+        const std::string& word = words[at++];
+        bool good = true;
+        Condition condition;
+        if (word == "keep") {
+            good = parse_keep(words, &at, step, error);
+        } else if (word == "within") {
+            good = parse_within(words, &at, step, error);
+        } else if (word == "silence") {
+            step->silence = true;
+        } else if (parse_condition(word, &condition)) {
+            step->conditions.push_back(std::move(condition));
+        } else {
+            good = refuse("'" + word + "' is no expectation", error);
+        }
+        if (!good) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Cuts a comment off: a # at the start or behind a blank, outside quotes.
+std::string without_comment(const std::string& line) {
+    char quote = 0;
+    for (size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (quote != 0) {
+            quote = c == quote ? '\0' : quote;
+        } else if (c == '"' || c == '\'') {
+            quote = c;
+        } else if (c == '#' && (i == 0 || line[i - 1] == ' ' || line[i - 1] == '\t')) {
+            return line.substr(0, i);
+        }
+    }
+    return line;
+}
+
+bool take_directive(PlanStep* step, std::string* error) {
+    const std::string verb = step->words[0];
+    if (verb == "wait" || verb == "reconnect") {
+        step->kind = verb == "wait" ? StepKind::kWait : StepKind::kReconnect;
+        const bool timed = step->words.size() == 2 && milliseconds_parse(step->words[1]);
+        return timed || refuse(verb + " takes a time such as 500ms", error);
+    }
+    if (verb == "set" || verb == "default") {
+        step->kind = verb == "set" ? StepKind::kSet : StepKind::kDefault;
+        return (step->words.size() == 3 && is_name(step->words[1])) ||
+               refuse(verb + " takes a name and a value", error);
+    }
+    return true;
+}
+
+bool parse_step(PlanStep* step, std::string* error) {
+    std::vector<std::string> words;
+    if (!split_words(step->text, &words, error)) {
+        return false;
+    }
+    const auto arrow = std::find(words.begin(), words.end(), "=>");
+    step->words.assign(words.begin(), arrow);
+    const std::vector<std::string> behind(arrow == words.end() ? arrow : arrow + 1, words.end());
+    if (step->words.empty()) {
+        return refuse("nothing stands before =>", error);
+    }
+    return parse_expectations(behind, step, error) && take_directive(step, error);
+}
+
+// Names of variables in a text.
+std::vector<std::string> variables_in(const std::string& text) {
+    std::vector<std::string> names;
+    Variables none;
+    for (;;) {
+        std::string out;
+        std::string missing;
+        if (substitute(text, none, &out, &missing)) {
+            return names;
+        }
+        names.push_back(missing);
+        none[missing] = "";
+    }
+}
+
+bool check_variables(const PlanStep& step, const Variables& known, bool* used, std::string* error) {
+    std::vector<std::string> texts = step.words;
+    for (const Condition& condition : step.conditions) {
+        texts.push_back(condition.value);
+    }
+    for (const std::string& text : texts) {
+        for (const std::string& name : variables_in(text)) {
+            *used = true;
+            if (!known.contains(name)) {
+                return refuse("nobody has set $" + name, error);
+            }
+        }
+    }
+    return true;
+}
+
+bool check_regex(const PlanStep& step, std::string* error) {
+    for (const Condition& condition : step.conditions) {
+        regex_t compiled;
+        if (condition.comparison != "~" || condition.value.find('$') != std::string::npos) {
+            continue;
+        }
+        if (regcomp(&compiled, condition.value.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
+            return refuse("'" + condition.value + "' is no regular expression", error);
+        }
+        regfree(&compiled);
+    }
+    return true;
+}
+
+bool check_request(const PlanStep& step, std::string* error) {
+    Invocation invocation;
+    Failure failure;
+    if (!invocation_parse(step.words, &invocation, error)) {
+        return false;
+    }
+    return perform_check(invocation, &failure) || failure.exit_status != kExitUsage || refuse(failure.text, error);
+}
+
+bool check_step(const PlanStep& step, Variables* known, std::string* error) {
+    bool used = false;
+    if (!check_variables(step, *known, &used, error) || !check_regex(step, error)) {
+        return false;
+    }
+    if (step.kind == StepKind::kRequest && !used && !check_request(step, error)) {
+        return false;
+    }
+    if (step.kind == StepKind::kSet || step.kind == StepKind::kDefault) {
+        (*known)[step.words[1]] = "";
+    }
+    for (const Keep& keep : step.keeps) {
+        (*known)[keep.name] = "";
+    }
+    return true;
+}
+
+bool matches(const std::string& pattern, const std::string& text) {
+    regex_t compiled;
+    if (regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
+        return false;
+    }
+    const bool found = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&compiled);
+    return found;
+}
+
+bool equals(const Value& value, const std::string& wanted) {
+    if (value.kind == Value::Kind::kNumber) {
+        const auto number = number_parse(wanted);
+        return equal_names(value.text, wanted) || value.plain() == wanted ||
+               (number && value.number >= 0 && *number == static_cast<uint64_t>(value.number));
+    }
+    if (value.kind == Value::Kind::kBytes) {
+        const auto bytes = hex_parse(wanted);
+        return bytes && *bytes == value.bytes;
+    }
+    return value.text == wanted || value.plain() == wanted;
+}
+
+bool compares(const Value& value, const std::string& comparison, const std::string& wanted) {
+    const auto limit = number_parse(wanted);
+    const auto number = value.kind == Value::Kind::kNumber ? number_parse(value.plain()) : number_parse(value.text);
+    if (!limit || !number) {
+        return false;
+    }
+    const bool equal = comparison.size() > 1 && *number == *limit;
+    return equal || (comparison[0] == '<' ? *number < *limit : *number > *limit);
+}
+
+}  // namespace
+
+bool substitute(const std::string& text, const Variables& variables, std::string* out, std::string* error) {
+    out->clear();
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '$' || i + 1 == text.size()) {
+            *out += text[i];
+            continue;
+        }
+        if (text[i + 1] == '$') {
+            *out += text[++i];
+            continue;
+        }
+        const bool braces = text[i + 1] == '{';
+        const size_t start = i + (braces ? 2 : 1);
+        size_t end = start;
+        while (end < text.size() && is_name(text.substr(end, 1))) {
+            ++end;
+        }
+        const std::string name = text.substr(start, end - start);
+        if (name.empty()) {
+            *out += text[i];
+            continue;
+        }
+        const auto found = variables.find(name);
+        if (found == variables.end()) {
+            *error = name;
+            return false;
+        }
+        *out += found->second;
+        i = end - (braces && end < text.size() && text[end] == '}' ? 0 : 1);
+    }
+    return true;
+}
+
+bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
+                std::string* error) {
+    plan->path = path;
+    Variables known = given;
+    unsigned number = 0;
+    size_t at = 0;
+    while (at < content.size()) {
+        const size_t end = std::min(content.find('\n', at), content.size());
+        PlanStep step;
+        step.line = ++number;
+        step.text = without_comment(content.substr(at, end - at));
+        step.text.erase(step.text.find_last_not_of(" \t\r") + 1);
+        at = end + 1;
+        if (step.text.find_first_not_of(" \t") == std::string::npos) {
+            continue;
+        }
+        step.text.erase(0, step.text.find_first_not_of(" \t"));
+        if (!parse_step(&step, error) || !check_step(step, &known, error)) {
+            *error = path + ":" + std::to_string(number) + ": " + *error;
+            return false;
+        }
+        plan->steps.push_back(std::move(step));
+    }
+    return true;
+}
+
+bool answer_field(const Answer& answer, const std::string& field, Value* value) {
+    *value = Value();
+    value->name = field;
+    if (equal_names(field, "status") && answer.status) {
+        value->number = answer.status->value;
+        return true;
+    }
+    if (equal_names(field, "error") && answer.error) {
+        value->number = answer.error->code;
+        return true;
+    }
+    if (equal_names(field, "rest") || equal_names(field, "answer")) {
+        value->kind = Value::Kind::kBytes;
+        value->bytes = equal_names(field, "rest") ? answer.rest : answer.response;
+        return true;
+    }
+    const Value* found = answer.find(field);
+    if (found != nullptr) {
+        *value = *found;
+    }
+    return found != nullptr;
+}
+
+bool condition_holds(const Condition& condition, const Answer& answer, std::string* reason) {
+    Value value;
+    if (!answer_field(answer, condition.field, &value)) {
+        *reason = "the answer has no " + condition.field;
+        return false;
+    }
+    bool holds = false;
+    if (condition.comparison == "=" || condition.comparison == "!=") {
+        holds = equals(value, condition.value) == (condition.comparison == "=");
+    } else if (condition.comparison == "~") {
+        holds = matches(condition.value, value.kind == Value::Kind::kText ? value.text : value.plain());
+    } else {
+        holds = compares(value, condition.comparison, condition.value);
+    }
+    const std::string found =
+        value.plain() + (value.kind == Value::Kind::kNumber && !value.text.empty() ? " (" + value.text + ")" : "");
+    *reason = condition.field + " is " + (found.empty() ? "empty" : found) + ", expected " +
+              (condition.comparison == "=" ? "" : condition.comparison + " ") + condition.value;
+    return holds;
+}
+
+}  // namespace vdiag

@@ -1,0 +1,60 @@
+// Test plans of a station: a text file with one request on a line, what is expected of its answer, and values that are
+// kept for later lines.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tools/vdiag/run/perform.h"
+
+namespace vdiag {
+
+// What a line wants of an answer: "FIELD OPERATOR VALUE".
+struct Condition {
+    std::string field;
+    std::string comparison;  // = != ~ < > <= >=
+    std::string value;
+};
+
+struct Keep {
+    std::string field;
+    std::string name;
+};
+
+enum class StepKind { kRequest, kWait, kSet, kDefault, kReconnect };
+
+struct PlanStep {
+    unsigned line = 0;
+    std::string text;  // as it stands in the file, without comment
+    StepKind kind = StepKind::kRequest;
+    std::vector<std::string>
+        words;  // the request; the name and value of kSet and kDefault; the time of kWait and kReconnect
+    std::vector<Condition> conditions;
+    std::vector<Keep> keeps;
+    int within_ms = 0;     // repeat until the conditions hold
+    bool silence = false;  // no answer is what is wanted
+};
+
+struct Plan {
+    std::string path;
+    std::vector<PlanStep> steps;
+};
+
+using Variables = std::map<std::string, std::string>;
+
+// Parses a plan and checks everything that can be checked without a phone: quotes, conditions, names of commands,
+// arguments without variables, variables that nobody has set. False: `error` is one line with file and line number.
+bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
+                std::string* error);
+
+// Puts the variables' values in the place of $NAME and ${NAME}; $$ is a dollar sign. False: an unknown name.
+bool substitute(const std::string& text, const Variables& variables, std::string* out, std::string* error);
+
+// Whether a condition holds for an answer; if not, `reason` says what was found.
+bool condition_holds(const Condition& condition, const Answer& answer, std::string* reason);
+
+// The value of a field of an answer, or of "status", "error" or "rest". False: the answer has none.
+bool answer_field(const Answer& answer, const std::string& field, Value* value);
+
+}  // namespace vdiag

@@ -1,0 +1,40 @@
+// A conversation with one phone: request and answer, retries, recording.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/vdiag/catalogue/codec.h"
+#include "tools/vdiag/wire/link.h"
+#include "tools/vdiag/wire/pcap.h"
+#include "tools/vdiag/words/message.h"
+
+namespace vdiag {
+
+struct Session {
+    std::string address;  // as given; opened at the first request
+    int timeout_ms = 10000;
+    unsigned retries = 0;   // for commands that only read
+    bool quiet = false;     // no warnings about dropped frames
+    unsigned warnings = 0;  // about dropped frames so far
+    Link link;
+    Pcap pcap;
+};
+
+// What went wrong before an answer could be read: an exit status and one line for people.
+struct Failure {
+    int exit_status = kExitDone;
+    std::string text;
+};
+
+// The address to use when none is given: VENDORDIAG_LISTEN, else the simulated phone of VENDORDIAG_ROOT, else the one
+// beside the executable.
+std::string default_address();
+
+// Opens the connection unless it is open.
+bool session_open(Session* session, Failure* failure);
+
+// Sends a request and waits for its answer. Answers to other requests are dropped with a warning. False: `failure`.
+bool exchange(Session* session, const Bytes& request, const Command* command, Answer* answer, Failure* failure);
+
+}  // namespace vdiag
