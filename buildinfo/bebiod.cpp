@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <cstring>
 
-#include "ftm/ftm_files.h"
 #include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 
 namespace {
 constexpr uint8_t kBebiodCommand = 246;

@@ -7,11 +7,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "ftm/ftm_files.h"
 #include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
+#include "support/files.h"
 
 namespace {
 constexpr uint8_t kBatterySubsystem = 202;
@@ -95,7 +95,7 @@ void* diag_AP_Get_BatteryState(const void* request, uint16_t length) {
 }
 
 void* diag_AP_SDCard_Test(const void* request, uint16_t length) {
-    ALOGE("1@@@@ Enter sdcard_test:pkt_len = %d\n", length);
+    ALOGE("1 Enter sdcard_test:pkt_len = %d\n", length);
     if (length < kDiagHeaderSize) {
         ALOGE("sdcard_test pkt_len =%d\n", length);
         return diagpkt_err_rsp(kDiagBadLength, request, length);

@@ -10,10 +10,10 @@
 #include <new>
 
 #include "factory/factory_info_document.h"
-#include "ftm/ftm_files.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <string>
 
 #include "factory/factory_request.h"
-#include "ftm/ftm_files.h"
 #include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/vendor_utils.h"
+#include "support/files.h"
 
 namespace {
 constexpr const char* kCollector = "/system/bin/diag_mdlog";

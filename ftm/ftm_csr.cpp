@@ -4,11 +4,13 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
+#include "support/files.h"
+#include "support/shell.h"
 
 namespace {
 

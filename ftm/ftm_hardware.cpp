@@ -7,13 +7,15 @@
 #include <cstring>
 #include <string>
 
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "ftm/hardware_version.h"
 #include "ftm/storage_capacity.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
+#include "support/shell.h"
 
 namespace {
 

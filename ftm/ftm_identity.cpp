@@ -10,7 +10,7 @@
 #include <string>
 
 #include "ftm/ftm_digest.h"
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"

@@ -8,12 +8,13 @@
 #include <string>
 #include <string_view>
 
-#include "ftm/ftm_files.h"
-#include "ftm/ftm_result.h"
+#include "ftm/ftm_message.h"
 #include "ftm/ftm_secure.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
+#include "support/shell.h"
 
 namespace {
 

@@ -7,10 +7,12 @@
 #include <cstring>
 #include <string>
 
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "platform/include/vendor_utils.h"
+#include "support/files.h"
+#include "support/shell.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ftm/ftm_files.h"
 #include "ftm/ftm_identity.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
+#include "support/files.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <array>
 #include <cstdint>
 
-#include "ftm/ftm_files.h"
+#include "support/files.h"
 
 namespace {
 

@@ -8,14 +8,14 @@
 #include <array>
 #include <cerrno>
 
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "ftm/ftm_partition_copy.h"
-#include "ftm/ftm_result.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/power.h"
 #include "platform/include/vendor_utils.h"
+#include "support/files.h"
 #include "support/modem_connection.h"
 #include "vendorcfg/vendorcfg.h"
 
@@ -60,6 +60,19 @@ void restart(const char* name, const char* reason) {
 ssize_t raise_flag(int fd) { return write(fd, "1", 1); }
 
 }  // namespace
+
+int ftm_diag_power_usb_present() {
+    ALOGD("%s: e\n", __func__);
+    for (;;) {
+        uint32_t len = 0;
+        const UniqueText online(ftm_GetConfFileItem(kUsbOnlineNode, &len));
+        ALOGD("ftm_diag_req_cmd_extendreboot %s\n", online ? online.get() : "(null)");
+        if (len >= 1 && online.get()[0] == '0') {
+            return 1;
+        }
+        device_sleep(1);
+    }
+}
 
 void* ftm_reboot_thread(void* arg) {
     ALOGD("%s: e\n", __func__);

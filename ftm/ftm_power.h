@@ -17,6 +17,9 @@ FtmCommandHandler ftm_diag_req_cmd_resetapdpdata;
 // Copies the APDP image (the small one when `mini` is 1) from the firmware mount to both APDP partitions. 0, or -1.
 int reset_apdp_data_from_nonhlos(int mini);
 
+// Waits until the USB supply reads as removed, looking once a second, for ever. Returns 1.
+int ftm_diag_power_usb_present();
+
 // Waits until the USB supply has read as removed twice, one second apart. Returns 1.
 int ftm_diag_power_usb_present_for_shipmode();
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "ftm/ftm_files.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "ftm/ftm_files.h"
+#include "ftm/ftm_message.h"
 #include "ftm/ftm_partition_copy.h"
-#include "ftm/ftm_result.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
+#include "support/files.h"
 #include "vendorcfg/vendorcfg.h"
 
 namespace {

@@ -11,12 +11,12 @@
 #include <cstring>
 #include <string>
 
-#include "ftm/ftm_files.h"
-#include "ftm/ftm_result.h"
+#include "ftm/ftm_message.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
 #include "platform/include/modem_api.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 #include "vendorcfg/vendorcfg.h"
 
 namespace {

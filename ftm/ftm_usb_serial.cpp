@@ -6,9 +6,9 @@
 #include <string>
 
 #include "ftm/ftm_dispatch.h"
-#include "ftm/ftm_files.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
+#include "support/files.h"
 
 namespace {
 

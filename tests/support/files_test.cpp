@@ -1,5 +1,6 @@
 // The shared file and shell helpers.
-#include "ftm/ftm_files.h"
+#include "support/files.h"
+#include "support/shell.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

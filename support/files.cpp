@@ -1,26 +1,18 @@
-// File and shell helpers that the command families share.
-#include "ftm/ftm_files.h"
+// Files, nodes and the persist directory.
+#include "support/files.h"
 
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 
-#include "ftm/ftm_command.h"
-#include "packet/diag_packet.h"
 #include "platform/include/log.h"
-#include "platform/include/properties.h"
 
 namespace {
 
 constexpr size_t kReadFileChunk = 4096;
 constexpr size_t kTreePathSize = 100;
-constexpr size_t kExecCommandSize = 1024;
-constexpr size_t kCaptureLimit = 512;
-constexpr int kResponseFileMax = 4093;
-constexpr int kMd5Digits = 32;
 constexpr size_t kPersistPathSize = 128;
 
 // The two loggers of a whole-file read: one writes to the log, its twin to standard output.
@@ -195,90 +187,6 @@ int delete_dirtory(const char* path) {
 
 int is_file_exist(const char* path) { return device_access(path, F_OK) == 0 ? 0 : -1; }
 
-int executeCMD(const char* command, char* out, size_t size) {
-    char line[kExecLineRoom];
-    const std::string cut = std::string(command).substr(0, kExecCommandSize - 1);
-    FILE* pipe = device_popen(cut.c_str(), "r");
-    if (pipe == nullptr) {
-        return printf("popen %s error\n", cut.c_str());
-    }
-    while (fgets(line, sizeof(line), pipe) != nullptr) {
-        memcpy(out + strlen(out), line, strlen(line) + 1);
-        ALOGD("executeCMD size = %zu,buf_ps = %s", size, line);
-        if (strlen(out) + 1 >= size) {
-            break;  // tested after the append: the callers' buffers have room for one more line
-        }
-    }
-    return device_pclose(pipe);
-}
-
-bool fread_file_content(FILE* stream, char* buf, uint32_t* len, int max) {
-    int total = 0;
-    size_t count = 0;
-    while (total < max) {
-        char byte = 0;
-        count = fread(&byte, 1, 1, stream);
-        if (count != 1) {
-            if (ferror(stream) != 0) {
-                ALOGD("%s: failed to read data, size=%ld read_size: %d reason: %s\n", __func__,
-                      static_cast<long>(count), total, strerror(errno));
-                return false;
-            }
-            break;
-        }
-        buf[total++] = byte;
-    }
-    buf[total] = '\0';
-    *len = static_cast<uint32_t>(total);
-    return true;
-}
-
-bool read_file_content(const char* path, unsigned char* area) {
-    const UniqueStream file(device_fopen(path, "re"));
-    if (!file) {
-        ALOGD("%s: failed to open file, reason: %s\n", __func__, strerror(errno));
-        return false;
-    }
-    char* data = reinterpret_cast<char*>(area) + 2;
-    uint32_t count = 0;
-    if (!fread_file_content(file.get(), data, &count, kResponseFileMax)) {
-        return false;
-    }
-    put_u16(area, static_cast<uint16_t>(count));
-    data[count + 1] = '\0';  // Kept: one past the terminator that stands already
-    return true;
-}
-
-bool get_md5_value(const char* command, char* out, uint16_t* len) {
-    ALOGD("%s: cmd: %s\n", __func__, command);
-    UniquePipe pipe(device_popen(command, "r"));
-    if (!pipe) {
-        ALOGD("%s: failed to run cmd: %s, reason: %s\n", __func__, command, strerror(errno));
-        return false;
-    }
-    uint32_t count = 0;
-    if (!fread_file_content(pipe.get(), out, &count, kMd5Digits)) {
-        return false;
-    }
-    pipe.reset();
-    ALOGD("%s: read md5: %s\n", __func__, out);
-    *len = kMd5Digits;  // Kept: whatever was read, the tool expects 32
-    return true;
-}
-
-int ftm_diag_power_usb_present() {
-    ALOGD("%s: e\n", __func__);
-    for (;;) {
-        uint32_t len = 0;
-        const UniqueText online(ftm_GetConfFileItem("/sys/class/power_supply/usb/online", &len));
-        ALOGD("ftm_diag_req_cmd_extendreboot %s\n", online ? online.get() : "(null)");
-        if (len >= 1 && online.get()[0] == '0') {
-            return 1;
-        }
-        device_sleep(1);
-    }
-}
-
 const char* persist_dir() {
     struct stat st = {};
     if (device_stat("/persist", &st) == 0) {
@@ -301,32 +209,4 @@ WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size) {
         return WriteStep::kSyncFailed;
     }
     return fd.close() == 0 ? WriteStep::kDone : WriteStep::kCloseFailed;
-}
-
-std::string run_and_capture(const char* command) {
-    char output[kCaptureLimit + kExecLineRoom] = {};
-    (void)executeCMD(command, output, kCaptureLimit);  // only what it printed counts
-    return output;
-}
-
-bool is_shell_safe(const std::string& text, bool blanks_allowed) {
-    return std::all_of(text.begin(), text.end(), [blanks_allowed](char c) {
-        const bool letter_or_digit = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-        return letter_or_digit || (c == ' ' && blanks_allowed) || (c != '\0' && strchr("._:/=+-,@%", c) != nullptr);
-    });
-}
-
-void message_text(unsigned char* rsp_msg, const char* text) {
-    const size_t length = std::min(strlen(text), kFtmMsgSize - 1);
-    memcpy(rsp_msg, text, length);
-    rsp_msg[length] = '\0';
-}
-
-int message_property(unsigned char* rsp_msg, const char* property) {
-    char value[PROPERTY_VALUE_MAX] = {};
-    const int length = property_get(property, value, "");
-    if (length > 0) {
-        message_text(rsp_msg, value);
-    }
-    return length;
 }

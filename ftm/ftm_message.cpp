@@ -1,0 +1,48 @@
+// What the handlers of the text-named commands fill in.
+#include "ftm/ftm_message.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "packet/diag_packet.h"
+#include "platform/include/handles.h"
+#include "platform/include/properties.h"
+#include "support/shell.h"
+
+namespace {
+
+constexpr int kResponseFileMax = 4093;
+
+}  // namespace
+
+bool read_file_content(const char* path, unsigned char* area) {
+    const UniqueStream file(device_fopen(path, "re"));
+    if (!file) {
+        ALOGD("%s: failed to open file, reason: %s\n", __func__, strerror(errno));
+        return false;
+    }
+    char* data = reinterpret_cast<char*>(area) + 2;
+    uint32_t count = 0;
+    if (!fread_file_content(file.get(), data, &count, kResponseFileMax)) {
+        return false;
+    }
+    put_u16(area, static_cast<uint16_t>(count));
+    data[count + 1] = '\0';  // Kept: one past the terminator that stands already
+    return true;
+}
+
+void message_text(unsigned char* rsp_msg, const char* text) {
+    const size_t length = std::min(strlen(text), kFtmMsgSize - 1);
+    memcpy(rsp_msg, text, length);
+    rsp_msg[length] = '\0';
+}
+
+int message_property(unsigned char* rsp_msg, const char* property) {
+    char value[PROPERTY_VALUE_MAX] = {};
+    const int length = property_get(property, value, "");
+    if (length > 0) {
+        message_text(rsp_msg, value);
+    }
+    return length;
+}
