@@ -84,6 +84,9 @@ int aes_cbc(const LabelKey& key, bool encrypt, const unsigned char* in, size_t s
     return 0;
 }
 
+// A length that the cryptography library takes as an int on a host and as a size_t on a phone.
+uint16_t text_length(size_t size) { return static_cast<uint16_t>(size); }
+
 size_t padded_size(size_t length) { return (length + kBlock) / kBlock * kBlock; }
 
 size_t base64_size(size_t size) { return (size + 2) / 3 * 4; }
@@ -100,7 +103,7 @@ int encipher(const LabelKey& key, const char* label, size_t length, Cipher* out)
 // Stores both halves of the base64 text. The status of the command.
 unsigned char store_label(const char* name, const Cipher& cipher) {
     unsigned char text[kMaxBase64 + 1] = {};
-    (void)EVP_EncodeBlock(text, cipher.bytes.data(), static_cast<int>(cipher.size));
+    (void)EVP_EncodeBlock(text, cipher.bytes.data(), text_length(cipher.size));
     const std::string whole(reinterpret_cast<const char*>(text));
     const std::string part_a = whole.substr(0, kPartA);
     if (cfg_set(kRecordA, part_a.c_str()) < 0) {
@@ -158,7 +161,7 @@ bool decode_base64(const std::string& text, unsigned char* out, size_t size) {
     }
     EVP_DecodeInit(context.get());
     if (EVP_DecodeUpdate(context.get(), bytes, &length, reinterpret_cast<const unsigned char*>(text.data()),
-                         static_cast<int>(text.size())) < 0 ||
+                         text_length(text.size())) < 0 ||
         EVP_DecodeFinal(context.get(), bytes + length, &tail) < 0 || length + tail != static_cast<int>(size)) {
         return false;
     }

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build lint
+scripts/packages.sh build lint target
 if [ $# -gt 0 ]; then
     files=("$@")
 else
@@ -20,10 +20,14 @@ echo "== Linting (build/lint)"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 # Generated sources are made when the build is configured.
-CC=clang-14 CXX=clang++-14 cmake -S . -B build/lint -G Ninja -DCMAKE_BUILD_TYPE=Debug >"$log" 2>&1 || {
-    cat "$log" >&2
-    exit 1
+configure() {
+    CC=clang-14 CXX=clang++-14 cmake -S . -B "$@" -G Ninja -DCMAKE_BUILD_TYPE=Debug >"$log" 2>&1 || {
+        cat "$log" >&2
+        exit 1
+    }
 }
+configure build/lint
+configure build/lint/phone -DVENDORDIAG_PLATFORM=android
 # A file that was clean, with the same headers and rules, is clean.
 clean=build/lint/clean
 mkdir -p "$clean"
@@ -31,13 +35,14 @@ headers=$(git ls-files -z '*.h' '*.clang-tidy' '*CMakeLists.txt' | xargs -0 cat 
 known() {
     for file in "${files[@]}"; do
         key=$( (echo "$headers" && echo "$file" && cat "$file") | sha256sum | cut -c1-40)
-        if [ ! -e "$clean/$key" ] && grep -qF "\"$PWD/$file\"" build/lint/compile_commands.json; then
-            echo "$file $clean/$key"
+        commands=$(grep -lF "\"$PWD/$file\"" build/lint/compile_commands.json build/lint/phone/compile_commands.json | head -1)
+        if [ ! -e "$clean/$key" ] && [ -n "$commands" ]; then
+            echo "$file $clean/$key ${commands%/*}"
         fi
     done
 }
 known | xargs -r -P "$(nproc)" -L 1 sh -c '
-    if findings=$(clang-tidy-14 -p build/lint --quiet "$1" 2>/dev/null); then
+    if findings=$(clang-tidy-14 -p "$3" --quiet "$1" 2>/dev/null); then
         echo "$1"
         : >"$2"
     else

@@ -13,7 +13,8 @@ for use in "$@"; do
         bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
         fuzz) wanted="$wanted clang-14 libclang-rt-14-dev" ;;
-        target) wanted="$wanted g++ cmake ninja-build libxml2-dev libssl-dev blueprint-tools m4 checkpolicy" ;;
+        target) wanted="$wanted clang-14 libc++-14-dev libc++abi-14-dev cmake ninja-build libxml2-dev android-libboringssl-dev
+            android-liblog-dev android-libcutils-dev googletest blueprint-tools m4 checkpolicy" ;;
         arm64) wanted="$wanted g++-aarch64-linux-gnu qemu-user libxml2-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64"
             foreign=arm64 ;;
         *) echo "$0: unknown use '$use'" >&2; exit 2 ;;

@@ -24,7 +24,7 @@ int power_call(const std::string& line) {
 }
 }  // namespace
 
-int android_reboot(int cmd, int /*flags*/, const char* reason) {
+int android_reboot(unsigned cmd, int /*flags*/, const char* reason) {
     if (cmd != ANDROID_RB_RESTART2) {
         errno = EINVAL;
         return -1;

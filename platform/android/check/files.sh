@@ -3,15 +3,15 @@
 # policy (m4, checkpolicy, against a stand-in for the platform's policy), the contexts, and the init service.
 # Status 77 when a tool is missing (packages blueprint-tools, m4, checkpolicy).
 set -eu
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../../.."
 for tool in bpfmt m4 checkpolicy; do
-    command -v $tool >/dev/null || { echo "check-android-files: no $tool"; exit 77; }
+    command -v $tool >/dev/null || { echo "files: no $tool"; exit 77; }
 done
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 failed=0
 fail() {
-    echo "check-android-files: $*" >&2
+    echo "files: $*" >&2
     failed=1
 }
 
@@ -44,5 +44,5 @@ for contexts in file_contexts property_contexts; do
 done
 grep -q '^service vendordiag /vendor/bin/vendordiag$' platform/android/vendordiag.rc || fail "vendordiag.rc: no service"
 
-[ $failed -eq 0 ] && echo "check-android-files: build file, policy and contexts are well formed"
+[ $failed -eq 0 ] && echo "files: build file, policy and contexts are well formed"
 exit $failed

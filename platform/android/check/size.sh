@@ -1,13 +1,13 @@
 #!/bin/sh
 # Size of a target binary by room, in bytes of code and data, and the limits that it must keep:
-#     scripts/size.sh BINARY LINK-MAP
-# Limits are in scripts/size-limits (machine, room, bytes); "stripped" is the file without its symbol table. A room
-# that has outgrown its limit fails; a deliberate growth raises the limit in the same commit. Texts that several files
-# share count for the first of them.
+#     platform/android/check/size.sh BINARY LINK-MAP
+# Limits are in size-limits beside this script (machine, room, bytes); "stripped" is the file without its symbol table.
+# A room that has outgrown its limit fails; a deliberate growth raises the limit in the same commit. Texts that several
+# files share count for the first of them.
 set -eu
 binary=$1
 map=$2
-top=$(cd "$(dirname "$0")/.." && pwd)
+top=$(cd "$(dirname "$0")/../../.." && pwd)
 machine=$(readelf -h "$binary" | sed -n 's/.*Machine: *//p' | sed 's/.*X86-64.*/x86_64/; s/AArch64/aarch64/')
 stripped=$(mktemp)
 trap 'rm -f "$stripped"' EXIT
@@ -15,8 +15,9 @@ strip -o "$stripped" "$binary" 2>/dev/null || "$machine-linux-gnu-strip" -o "$st
 
 # Which room a source file lives in, then the map's sections that were kept: " .text.name ADDRESS SIZE FILE", where
 # what follows a long name stands on a line of its own. An archive names its members by file alone.
-(cd "$top" && ls daemon/*.cpp ftm/*.cpp factory/*.cpp buildinfo/*.cpp peripheral/*.cpp rdss/*.cpp vendorcfg/*.cpp packet/*.cpp support/*.cpp) |
-    awk -v machine="$machine" -v stripped="$(wc -c <"$stripped")" '
+rooms=$(sed -n 's/^foreach(room \(.*\))$/\1/p' "$top/CMakeLists.txt")
+(cd "$top" && for room in $rooms; do ls "$room"/*.cpp; done) |
+    awk -v machine="$machine" -v rooms="$rooms" -v stripped="$(wc -c <"$stripped")" '
     function number(hex,    i, value) {
         value = 0
         for (i = 3; i <= length(hex); i++) value = value * 16 + index("123456789abcdef", substr(hex, i, 1))
@@ -35,7 +36,7 @@ strip -o "$stripped" "$binary" 2>/dev/null || "$machine-linux-gnu-strip" -o "$st
     }
     END {
         size["stripped"] = stripped
-        count = split("buildinfo daemon factory ftm peripheral platform rdss vendorcfg runtime stripped", order, " ")
+        count = split(rooms " platform runtime stripped", order, " ")
         printf "%-12s %10s %10s\n", machine, "bytes", "limit"
         for (i = 1; i <= count; i++) {
             room = order[i]
@@ -44,4 +45,4 @@ strip -o "$stripped" "$binary" 2>/dev/null || "$machine-linux-gnu-strip" -o "$st
             printf "%-12s %10d %10s%s\n", room, size[room], room in limit ? limit[room] : "-", over ? "  too large" : ""
         }
         exit failed
-    }' - "$top/scripts/size-limits" "$map"
+    }' - "$top/platform/android/check/size-limits" "$map"
