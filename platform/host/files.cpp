@@ -43,9 +43,6 @@ int kernel_node_flags(int flags) {
 // that a second descriptor on the same device was quicker than.
 int input_device_flags(int flags) { return (flags & ~O_ACCMODE) | O_RDWR | O_NONBLOCK; }
 
-// Host path of a normal path.
-std::string below_root(const std::string& normal) { return normal.empty() ? normal : host_settings().root + normal; }
-
 bool is_fifo(const char* host_file) {
     struct stat st {};
     return stat(host_file, &st) == 0 && S_ISFIFO(st.st_mode);
@@ -82,34 +79,11 @@ std::string input_device_name(int fd) {
 }
 }  // namespace
 
-std::string host_normal_path(const char* path) {
-    if (path == nullptr || *path == '\0') {
-        return "";
-    }
-    std::string normal;
-    std::string_view rest = path;
-    bool directory = rest.back() == '/';
-    while (!rest.empty()) {
-        const size_t end = std::min(rest.find('/'), rest.size());
-        const std::string_view step = rest.substr(0, end);
-        directory = directory || (end == rest.size() && (step == "." || step == ".."));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (step == "..") {
-            normal.erase(std::min(normal.rfind('/'), normal.size()));
-        } else if (!step.empty() && step != ".") {
-            normal.append("/").append(step);
-        }
-    }
-    return directory || normal.empty() ? normal + "/" : normal;
-}
-
-std::string host_path(const char* path) { return below_root(host_normal_path(path)); }
-
 std::string device_path(const char* path) { return host_path(path); }
 
 int device_open(const char* path, int flags, mode_t mode) {
     const std::string normal = host_normal_path(path);
-    const std::string file = below_root(normal);
+    const std::string file = host_below_root(normal);
     if (is_kernel_node(normal)) {
         flags = kernel_node_flags(flags);
     } else if (begins_with(normal, "/dev/input/") && is_fifo(file.c_str())) {

@@ -10,6 +10,9 @@
 // stays. Empty for a null or empty path, which names nothing.
 std::string host_normal_path(const char* path);
 
+// Host path of a path in that form.
+std::string host_below_root(const std::string& normal);
+
 // `command` with the root put before every blank-separated word that begins with "/", quoted as its place needs.
 std::string host_shell_command(std::string_view command, std::string_view root);
 

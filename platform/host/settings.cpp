@@ -3,12 +3,12 @@
 
 #include <array>
 #include <atomic>
-#include <charconv>
 #include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <mutex>
@@ -97,10 +97,10 @@ bool read_time_scale(HostSettings* settings, std::string* error) {
     if (value == nullptr) {
         return true;
     }
-    const std::string_view text = value;
-    const char* const end = text.data() + text.size();
-    const auto [rest, problem] = std::from_chars(text.data(), end, settings->time_scale, std::chars_format::fixed);
-    if (problem == std::errc() && rest == end && text.find_first_not_of("0123456789.") == std::string_view::npos) {
+    char* end = nullptr;
+    settings->time_scale = strtod(value, &end);
+    if (end != value && *end == '\0' && value[strspn(value, "0123456789.")] == '\0' &&
+        std::isfinite(settings->time_scale)) {
         return true;
     }
     *error = std::string(kTimeScaleVariable) + ": \"" + value + "\" is no decimal number from 0 up";
