@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what is missing for one or more uses, by Debian package name:
-#     scripts/packages.sh build | bench | lint | fuzz | target | arm64 ...
+#     scripts/packages.sh build | bench | lint | mutants | fuzz | target | arm64 ...
 # Says and does nothing when all is there. As root, or with sudo.
 set -eu
 
@@ -12,6 +12,7 @@ for use in "$@"; do
             nlohmann-json3-dev libedit-dev" ;;
         bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
+        mutants) wanted="$wanted python3-clang-14 ccache" ;;
         fuzz) wanted="$wanted clang-14 libclang-rt-14-dev" ;;
         target) wanted="$wanted clang-14 libc++-14-dev libc++abi-14-dev cmake ninja-build libxml2-dev android-libboringssl-dev
             android-liblog-dev android-libcutils-dev googletest blueprint-tools m4 checkpolicy" ;;
