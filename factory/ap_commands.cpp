@@ -95,7 +95,7 @@ void* diag_AP_Get_BatteryState(const void* request, uint16_t length) {
 }
 
 void* diag_AP_SDCard_Test(const void* request, uint16_t length) {
-    ALOGE("1 Enter sdcard_test:pkt_len = %d\n", length);
+    ALOGE("1@@@@ Enter sdcard_test:pkt_len = %d\n", length);
     if (length < kDiagHeaderSize) {
         ALOGE("sdcard_test pkt_len =%d\n", length);
         return diagpkt_err_rsp(kDiagBadLength, request, length);
