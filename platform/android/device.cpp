@@ -7,6 +7,27 @@
 
 #include <cstdlib>
 
+#include "platform/posix/programs.h"
+
+namespace {
+constexpr std::chrono::seconds kProgramDeadline(120);
+
+int close_own_descriptors([[maybe_unused]] posix_spawn_file_actions_t* actions, [[maybe_unused]] short* flags) {
+#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT  // a phone's C library
+    *flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
+    return 0;
+#else
+    return posix_spawn_file_actions_addclosefrom_np(actions, STDERR_FILENO + 1);
+#endif
+}
+
+// The vendor partition's shell, which a vendor's program may run; the system's where a phone has no other.
+ProgramPlan plan_for(const char* command) {
+    return {program_name(command), command, {"/vendor/bin/sh", "/system/bin/sh"}, {}, kProgramDeadline,
+            close_own_descriptors};
+}
+}  // namespace
+
 std::string device_path(const char* path) { return path; }
 
 int device_open(const char* path, int flags, mode_t mode) { return open(path, flags, mode); }
@@ -35,9 +56,9 @@ int device_ioctl(int fd, unsigned long request, void* arg) {
 const struct passwd* device_getpwnam(const char* name) { return getpwnam(name); }
 const struct group* device_getgrnam(const char* name) { return getgrnam(name); }
 
-int device_system(const char* command) { return system(command); }
-FILE* device_popen(const char* command, const char* mode) { return popen(command, mode); }
-int device_pclose(FILE* stream) { return pclose(stream); }
+int device_system(const char* command) { return command == nullptr ? 1 : program_system(plan_for(command)); }
+FILE* device_popen(const char* command, const char* mode) { return program_popen(plan_for(command), mode); }
+int device_pclose(FILE* stream) { return program_pclose(stream); }
 
 void device_sleep(unsigned int seconds) {
     while (seconds > 0) {

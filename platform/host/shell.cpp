@@ -1,27 +1,18 @@
 // Shell commands: /bin/sh in the root, with the phone's program directories first and absolute words below the root.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <mutex>
 #include <vector>
 
 #include "platform/host/internal.h"
 #include "platform/include/device.h"
-#include "platform/include/handles.h"
+#include "platform/posix/programs.h"
 
 namespace {
+constexpr double kProgramSeconds = 120;
 constexpr int kFirstOwnDescriptor = 3;
-
-// Children behind the streams of device_popen.
-std::mutex pipes_mutex;
-std::map<FILE*, pid_t> pipes;
 
 // Where a word stands decides how text put before it must be quoted.
 enum class Quote : char { kNone = ' ', kSingle = '\'', kDouble = '"' };
@@ -70,84 +61,27 @@ std::vector<std::string> child_environment(const std::string& root) {
     return variables;
 }
 
-// What posix_spawn needs, freed on every path.
-struct SpawnPlan {
-    posix_spawn_file_actions_t actions{};
-    posix_spawnattr_t attributes{};
-
-    SpawnPlan() {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawnattr_init(&attributes);
-    }
-    SpawnPlan(const SpawnPlan&) = delete;
-    SpawnPlan& operator=(const SpawnPlan&) = delete;
-    ~SpawnPlan() {
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-    }
-};
-
-// Signals as a program expects them, whatever the daemon's threads ignore or block.
-int plan_signals(SpawnPlan* plan) {
-    sigset_t none;
-    sigset_t defaults;
-    sigemptyset(&none);
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    sigaddset(&defaults, SIGXFSZ);
-    sigaddset(&defaults, SIGXFSZ);
-    int error = posix_spawnattr_setsigmask(&plan->attributes, &none);
-    error = error != 0 ? error : posix_spawnattr_setsigdefault(&plan->attributes, &defaults);
-    return error != 0 ? error
-                      : posix_spawnattr_setflags(&plan->attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+// The deadline scales like every delay, but a program always gets as long as a busy host may take to start one.
+std::chrono::milliseconds deadline() {
+    constexpr double kShortest = 2000;
+    constexpr double kLongest = 1e15;
+    return std::chrono::milliseconds(
+        static_cast<int64_t>(std::clamp(kProgramSeconds * 1000 * host_settings().time_scale, kShortest, kLongest)));
 }
 
-// Working directory and descriptors: `end` becomes the child's `child_fd` (none when negative), and nothing else of
-// ours reaches it, so that a program left in the background holds no connection open.
-int plan_files(SpawnPlan* plan, const std::string& root, int end, int child_fd) {
-    int error = posix_spawn_file_actions_addchdir_np(&plan->actions, root.c_str());
-    if (error == 0 && end >= 0) {
-        error = posix_spawn_file_actions_adddup2(&plan->actions, end, child_fd);
-    }
-    return error != 0 ? error : posix_spawn_file_actions_addclosefrom_np(&plan->actions, kFirstOwnDescriptor);
+int prepare(posix_spawn_file_actions_t* actions, short* /*flags*/) {
+    const int error = posix_spawn_file_actions_addchdir_np(actions, host_settings().root.c_str());
+    return error != 0 ? error : posix_spawn_file_actions_addclosefrom_np(actions, kFirstOwnDescriptor);
 }
 
-// Starts a command. Returns its process, or -1 and errno.
-pid_t start_shell(const char* command, int end, int child_fd) {
+ProgramPlan plan_for(const char* command) {
     const std::string& root = host_settings().root;
-    std::string text = host_shell_command(command, root);
-    std::vector<std::string> variables = child_environment(root);
-    std::vector<char*> environment;
-    environment.reserve(variables.size() + 1);
-    for (std::string& variable : variables) {
-        environment.push_back(variable.data());
-    }
-    environment.push_back(nullptr);
-    char shell[] = "sh";
-    char option[] = "-c";
-    char* const arguments[] = {shell, option, text.data(), nullptr};
-
-    SpawnPlan plan;
-    pid_t child = -1;
-    int error = plan_signals(&plan);
-    error = error != 0 ? error : plan_files(&plan, root, end, child_fd);
-    error = error != 0 ? error
-                       : posix_spawn(&child, "/bin/sh", &plan.actions, &plan.attributes, arguments, environment.data());
-    if (error != 0) {
-        errno = error;
-        return -1;
-    }
-    return child;
-}
-
-int wait_for(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) == -1) {
-        if (errno != EINTR) {
-            return -1;
-        }
-    }
-    return status;
+    return {program_name(command),
+            host_shell_command(command, root),
+            {"/bin/sh"},
+            child_environment(root),
+            deadline(),
+            prepare};
 }
 }  // namespace
 
@@ -171,55 +105,6 @@ std::string host_shell_command(std::string_view command, std::string_view root) 
     return out;
 }
 
-int device_system(const char* command) {
-    if (command == nullptr) {
-        return 1;
-    }
-    const pid_t child = start_shell(command, -1, -1);
-    return child >= 0 ? wait_for(child) : -1;
-}
-
-FILE* device_popen(const char* command, const char* mode) {
-    const bool reads = *mode == 'r';
-    if (!reads && *mode != 'w') {
-        errno = EINVAL;
-        return nullptr;
-    }
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        return nullptr;
-    }
-    UniqueFd ours(ends[reads ? 0 : 1]);
-    const UniqueFd theirs(ends[reads ? 1 : 0]);
-    const std::scoped_lock lock(pipes_mutex);
-    FILE* const stream = fdopen(ours.get(), reads ? "r" : "w");
-    if (stream == nullptr) {
-        return nullptr;
-    }
-    (void)ours.release();
-    const pid_t child = start_shell(command, theirs.get(), reads ? STDOUT_FILENO : STDIN_FILENO);
-    if (child < 0) {
-        const int error = errno;
-        (void)fclose(stream);
-        errno = error;
-        return nullptr;
-    }
-    pipes[stream] = child;
-    return stream;
-}
-
-int device_pclose(FILE* stream) {
-    pid_t child = -1;
-    {
-        const std::scoped_lock lock(pipes_mutex);
-        const auto found = pipes.find(stream);
-        if (found == pipes.end()) {
-            errno = ECHILD;
-            return -1;
-        }
-        child = found->second;
-        pipes.erase(found);
-    }
-    (void)fclose(stream);  // the child's end is what is reported
-    return wait_for(child);
-}
+int device_system(const char* command) { return command == nullptr ? 1 : program_system(plan_for(command)); }
+FILE* device_popen(const char* command, const char* mode) { return program_popen(plan_for(command), mode); }
+int device_pclose(FILE* stream) { return program_pclose(stream); }

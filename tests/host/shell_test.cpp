@@ -10,7 +10,10 @@
 #include "platform/host/internal.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
+#include "platform/posix/programs.h"
 #include "tests/support/phone.h"
+
+using namespace std::chrono_literals;
 
 namespace {
 class HostShell : public PhoneTest {
@@ -94,5 +97,20 @@ TEST_F(HostShell, NoDescriptorReachesAChildNotEvenInTheBackground) {
     pollfd end{reader.get(), POLLIN, 0};
     EXPECT_EQ(poll(&end, 1, 1000), 1) << "somebody else holds the writing end";
     kill(std::stoi(read_file_text("/pid")), SIGKILL);
+}
+int nothing(posix_spawn_file_actions_t* /*actions*/, short* /*flags*/) { return 0; }
+
+// Whoever holds the pipe's other end must be gone too, or the read would last a minute.
+TEST_F(HostShell, ALateProgramIsKilledWithItsGroupAndFails) {
+    for (const char* command : {"echo on; sleep 60 & sleep 60", "echo on; sleep 60 &"}) {
+        clear_log();
+        const ProgramPlan plan{program_name("A=/b /bin/late c=d"), command, {"/none", "/bin/sh"}, {}, 300ms, nothing};
+        FILE* const stream = program_popen(plan, "r");
+        ASSERT_NE(stream, nullptr);
+        char text[8] = {};
+        EXPECT_EQ(fread(text, 1, sizeof text, stream), 3U) << command;
+        EXPECT_EQ(program_pclose(stream), SIGKILL) << command;
+        expect_log_only({E("/bin/late: not ended in time, killed")});
+    }
 }
 }  // namespace
