@@ -158,7 +158,7 @@ int collect(Program* program) {
 std::string program_name(const std::string& command) {
     for (size_t begin = 0; begin < command.size();) {
         const size_t end = std::min(command.find(' ', begin), command.size());
-        const std::string word = command.substr(begin, end - begin);
+        std::string word = command.substr(begin, end - begin);
         if (!word.empty() && word.find('=') == std::string::npos) {
             return word;
         }
