@@ -4,8 +4,12 @@ set -eu
 cd "$(dirname "$0")/../../.."
 
 scripts/packages.sh build target
-echo "== Building for a phone (build/target)"
+echo "== Building for a phone (build/target), and the client that talks to it (build/asan)"
 mkdir -p build
-cmake --preset target >build/target.log 2>&1 || { cat build/target.log >&2; exit 1; }
+for preset in target asan; do
+    cmake --preset $preset >build/$preset.log 2>&1 || { cat build/$preset.log >&2; exit 1; }
+done
 cmake --build --preset target --parallel "$(nproc)"
+cmake --build --preset asan --target vdiag --parallel "$(nproc)"
+grep 'development key' build/target.log || :
 exec ctest --preset target "$@"

@@ -1,0 +1,45 @@
+#!/bin/sh
+# Runs the phone's forwarders, as a daemon in a root directory of its own, against what lasts and what needs no power
+# call, and looks at what only they keep:
+#     platform/android/check/forwarders.sh DAEMON CLIENT
+# Status 77, and why, where that cannot be done.
+set -eu
+daemon=$(realpath "$1")
+client=$(realpath "$2")
+cd "$(dirname "$0")/../../.."
+skip() { echo "forwarders: not run: $*"; exit 77; }
+[ "$(id -u)" -eq 0 ] && unshare --mount true 2>/dev/null || skip "it takes root and mount namespaces"
+[ -x "$client" ] || skip "no client ($client)"
+work=$(mktemp -d)
+pid=
+trap '[ -z "$pid" ] || kill "$pid" 2>/dev/null || :; rm -rf "$work"' EXIT
+phone=$work/phone
+fail() {
+    echo "forwarders: $*; the daemon's log:" >&2
+    tail -n 20 "$work/log" >&2
+    exit 1
+}
+
+scripts/make-phone.sh "$phone"
+# Another number than the user's, so that an owner is no group; and a program that tells which descriptors it was given.
+sed -i 's/^bluetooth:.*/bluetooth:x:3003:/' "$phone/etc/group"
+printf '%s\n' '#!/bin/sh' 'for fd in 3 4 5 6 7 8 9; do { true <&$fd; } 2>/dev/null && given="$given $fd"; done' 'echo "given:$given."' \
+    >"$phone/vendor/bin/st_seid"
+chmod +x "$phone/vendor/bin/st_seid"
+VENDORDIAG_ROOT=$phone platform/android/check/forwarded.sh "$daemon" >"$work/out" 2>"$work/log" 9<"$0" &
+pid=$!
+ask() { "$client" --connect "unix:$phone/.sim/diag" "$@"; }
+for _ in $(seq 100); do
+    [ -S "$phone/.sim/diag" ] && break
+    sleep 0.1
+done
+ask run docs/plans/smoke.plan >"$work/smoke" || fail "smoke.plan: $(cat "$work/smoke")"
+ask run docs/plans/provisioning.plan >"$work/plan" || fail "provisioning.plan: $(cat "$work/plan")"
+
+found=$(ask ftm GetNfcCplc 2>&1)
+case $found in *given:.*) ;; *) fail "a program was given descriptors: $found" ;; esac
+found=$(stat -c '%u:%g %a' "$phone/mnt/vendor/persist/.bt_nv.bin")
+[ "$found" = "1002:3003 644" ] || fail "owner and mode of the Bluetooth address: $found"
+found=$(find "$phone/mnt/vendor/persist" -name 'factoryinfo*' -type f)
+[ "$found" = "$phone/mnt/vendor/persist/factoryinfo.xml" ] || fail "the information store is $found"
+echo "forwarders: $(tail -n 1 "$work/plan")"
