@@ -133,7 +133,7 @@ bool save_document(const std::string& path, const std::string& document) {
     }
     keep_owner(file.get(), path.c_str());
     bool saved = write_whole(file.get(), document);
-    (void)fsync(file.get());  // a failure shows again, and counts, once the file is in place
+    (void)device_fsync(file.get());  // a failure shows again, and counts, once the file is in place
     saved = file.close() == 0 && saved;
     saved = saved && device_rename(beside.c_str(), path.c_str()) == 0;
     if (!saved) {
@@ -151,7 +151,7 @@ FactoryInfoStatus sync_document(const std::string& path) {
         ALOGE("Do fsync, open file fail\n");
         return kInfoNotSynced;
     }
-    if (fsync(file.get()) != 0 || fsync(dir.get()) != 0) {
+    if (device_fsync(file.get()) != 0 || device_fsync(dir.get()) != 0) {
         ALOGE("Do fsync fail\n");
         return kInfoNotSynced;
     }

@@ -38,7 +38,7 @@ unsigned char mac_store(UniqueFd file, const void* data, size_t size) {
     if (written != static_cast<ssize_t>(size)) {
         return kShortWrite;
     }
-    return fsync(file.get()) == 0 ? kFtmSuccess : kRefused;
+    return device_fsync(file.get()) == 0 ? kFtmSuccess : kRefused;
 }
 
 // "wifiaddr:0x00 0x11 0x22 0xAA 0xBB 0xCC ", no line end.

@@ -125,7 +125,7 @@ bool copy_token(int source, int backup, const char* backup_path) {
             return false;
         }
     }
-    (void)fsync(backup);  // Kept: the backup counts as made even where it cannot be synchronised
+    (void)device_fsync(backup);  // Kept: the backup counts as made even where it cannot be synchronised
     ALOGI("auth token backup is completed: %s->%s", kTokenFile, backup_path);
     return true;
 }

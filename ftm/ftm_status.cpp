@@ -325,7 +325,7 @@ unsigned char store_fan_light(UniqueFd file, const std::array<char, kFanLightBuf
     if (!cfg_fits(kFanLightRecord, value.data()) || cfg_set(kFanLightRecord, value.data()) < 0) {
         return kStoreFailed;
     }
-    const bool synchronised = fsync(file.get()) == 0;
+    const bool synchronised = device_fsync(file.get()) == 0;
     return file.close() == 0 && synchronised ? kFtmSuccess : kFtmFailure;
 }
 

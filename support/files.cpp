@@ -205,7 +205,7 @@ WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size) {
     if (write(fd.get(), data, size) != static_cast<ssize_t>(size)) {
         return WriteStep::kWriteFailed;
     }
-    if (fsync(fd.get()) != 0) {
+    if (device_fsync(fd.get()) != 0) {
         return WriteStep::kSyncFailed;
     }
     return fd.close() == 0 ? WriteStep::kDone : WriteStep::kCloseFailed;

@@ -41,6 +41,7 @@ int device_unlink(const char* path) { return unlink(path); }
 int device_rmdir(const char* path) { return rmdir(path); }
 int device_mkdir(const char* path, mode_t mode) { return mkdir(path, mode); }
 int device_rename(const char* from, const char* to) { return rename(from, to); }
+int device_fsync(int fd) { return fsync(fd); }
 int device_mknod(const char* path, mode_t mode, dev_t device) { return mknod(path, mode, device); }
 int device_chown(const char* path, uid_t owner, gid_t group) { return chown(path, owner, group); }
 DIR* device_opendir(const char* path) { return opendir(path); }

@@ -21,6 +21,7 @@ void sleep_micros(uint64_t micros) {
 
 void delay(uint64_t micros) {
     const HostSettings& settings = host_settings();
+    host_record("sleep " + std::to_string(micros));
     if (settings.sleep_sink) {
         settings.sleep_sink(micros);
         return;

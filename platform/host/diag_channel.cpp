@@ -50,6 +50,7 @@ struct Service {
     std::string claimed_root;
     size_t max_links = 0;
     bool attached = false;
+    bool was_attached = false;  // once; opening again is a recovery
     bool serving = false;  // a handler runs
     unsigned generation = 0;
     std::vector<DiagListener> listeners;
@@ -210,9 +211,11 @@ void accept_clients(Service* state, const DiagListener& listener) {
     }
 }
 
+// Closes the clients that have left, which may make room for those that wait.
 void sweep_links(Service* state) {
     const auto dead =
         std::stable_partition(state->links.begin(), state->links.end(), [](const auto& link) { return !link->dead; });
+    state->accept_failed = state->accept_failed && dead == state->links.end();
     std::for_each(dead, state->links.end(), [](const auto& link) { diag_link_close(link.get()); });
     state->links.erase(dead, state->links.end());
 }
@@ -263,12 +266,13 @@ void run_round(Service* state, Lock* lock) {
             return;
         }
     }
+    const bool waiting = state->accept_failed;  // listeners were not polled
+    sweep_links(state);
     for (size_t i = 0; i < state->listeners.size(); ++i) {
-        if (state->polled[1 + i].revents != 0 || state->accept_failed) {
+        if (state->polled[1 + i].revents != 0 || waiting) {
             accept_clients(state, state->listeners[i]);
         }
     }
-    sweep_links(state);
 }
 
 void* run_service(void*) {
@@ -343,9 +347,10 @@ bool open_address(Service* state, const std::string& configured, std::string* er
             state->listeners.push_back(std::move(listener));
             return true;
         case AddressKind::kTty:
-            if (!diag_open_tty(address.path, &tty, error)) {
+            if (!diag_open_tty(address.path, &tty, error) && !state->was_attached) {
                 return false;
             }
+            // One that is away while the service opens again is looked for until it is back.
             add_link(state, address.kind, configured, std::move(tty));
             return true;
         case AddressKind::kPty:
@@ -444,6 +449,7 @@ extern "C" bool Diag_LSM_Init(uint8_t*) {
     }
     state.max_links = limit_of_links();
     state.attached = true;
+    state.was_attached = true;
     ++state.generation;
     close_leaving(&state);
     wake_service(state);

@@ -8,6 +8,7 @@
 #define LOG_TAG "diag"
 #include "platform/host/diag_library.h"
 #include "platform/host/diag_listen.h"
+#include "platform/host/internal.h"
 #include "platform/include/log.h"
 
 namespace {
@@ -73,7 +74,10 @@ HdlcEvent diag_link_decode(DiagLink* link) {
 }
 
 void diag_link_answer(DiagLink* link, const void* response) {
-    hdlc_encode(static_cast<const uint8_t*>(response), diag_response_size(response), &link->output);
+    if (!link->deaf) {
+        hdlc_encode(static_cast<const uint8_t*>(response), diag_response_size(response), &link->output);
+        host_record("answer " + std::to_string(diag_response_size(response)));
+    }
 }
 
 void diag_link_send(DiagLink* link) {
@@ -94,7 +98,7 @@ void diag_link_send(DiagLink* link) {
         link->output_at += size > 0 ? static_cast<size_t>(size) : 0;
         link->blocked = true;
     } else {
-        link->dead = link->dead || link->socket();  // a terminal's hang-up shows when it is read
+        link->deaf = link->socket();  // its requests stay; a terminal's hang-up shows when it is read
         diag_link_drop_output(link);
     }
 }

@@ -29,6 +29,7 @@ struct DiagLink {
     size_t output_at = 0;
     bool blocked = false;      // the client does not take them: its next request waits until it does
     unsigned own_changes = 0;  // DiagPty::changes at the end of a frame: later ones cut into the frame that follows
+    bool deaf = false;         // the client takes no answers any more; what it had sent whole is still served
     bool ended = false;        // the client sends no more
     bool dead = false;         // to be closed
     std::chrono::steady_clock::time_point retry_at;  // when to look for a terminal that has hung up

@@ -67,17 +67,20 @@ int stream_flags(const char* mode) {
 
 // Name of the input device behind a descriptor ("event3"); empty when it is none.
 std::string input_device_name(int fd) {
-    std::array<char, PATH_MAX> path{};
-    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
-    if (length <= 0) {
-        return "";
-    }
-    std::error_code error;
-    const std::string devices = std::filesystem::canonical(host_path("/dev/input"), error).string() + "/";
-    const std::string_view file(path.data(), static_cast<size_t>(length));
-    return !error && begins_with(file, devices) ? std::string(file.substr(devices.size())) : "";
+    constexpr std::string_view kDevices = "/dev/input/";
+    const std::string path = host_device_path_of(fd);
+    return begins_with(path, kDevices) ? path.substr(kDevices.size()) : "";
 }
 }  // namespace
+
+std::string host_device_path_of(int fd) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
+    const std::string_view file(path.data(), length > 0 ? static_cast<size_t>(length) : 0);
+    std::error_code error;
+    const std::string root = std::filesystem::canonical(host_settings().root, error).string();
+    return !error && begins_with(file, root + "/") ? std::string(file.substr(root.size())) : std::string(file);
+}
 
 std::string device_path(const char* path) { return host_path(path); }
 
@@ -116,7 +119,14 @@ int device_remove(const char* path) { return remove(host_path(path).c_str()); }
 int device_unlink(const char* path) { return unlink(host_path(path).c_str()); }
 int device_rmdir(const char* path) { return rmdir(host_path(path).c_str()); }
 int device_mkdir(const char* path, mode_t mode) { return mkdir(host_path(path).c_str(), mode); }
-int device_rename(const char* from, const char* to) { return rename(host_path(from).c_str(), host_path(to).c_str()); }
+int device_rename(const char* from, const char* to) {
+    host_record("rename " + host_normal_path(from) + " " + host_normal_path(to));
+    return rename(host_path(from).c_str(), host_path(to).c_str());
+}
+int device_fsync(int fd) {
+    host_record("fsync " + host_device_path_of(fd));
+    return fsync(fd);
+}
 DIR* device_opendir(const char* path) { return opendir(host_path(path).c_str()); }
 
 int device_mknod(const char* path, mode_t mode, dev_t /*device*/) {

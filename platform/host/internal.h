@@ -19,6 +19,12 @@ std::string host_shell_command(std::string_view command, std::string_view root);
 // The numbers behind a state file whose name comes from a caller: false for a name that is no plain file name.
 bool host_plain_name(const std::string& name);
 
+// Appends one line to the record of calls, ".sim/calls", when that file exists. Whole lines, also from several threads.
+void host_record(const std::string& line);
+
+// The device path of an open descriptor: the file's own path below the root; empty when it has none.
+std::string host_device_path_of(int fd);
+
 // Reads a whole host file. No value: it cannot be read.
 std::optional<std::string> host_read_file(const std::string& host_file);
 

@@ -41,7 +41,8 @@ int read_text(const std::string& name, char* out, size_t size) {
 }
 }  // namespace
 
-int modem_api_init_qmi_connection(int /*client*/, int /*flags*/) {
+int modem_api_init_qmi_connection(int client, int flags) {
+    host_record("connect " + std::to_string(client) + " " + std::to_string(flags));
     return static_cast<int>(host_state_number("modem/qmi", kFailure));
 }
 

@@ -13,9 +13,10 @@ namespace {
 constexpr std::chrono::milliseconds kAnswersLeave(2000);
 
 int power_call(const std::string& line) {
+    diag_settle(kAnswersLeave);  // a phone takes longer to go down than an answer takes to leave
+    host_record("power " + line);
     (void)host_state_append_line("power", line);
     if (host_settings().power_exits) {
-        diag_settle(kAnswersLeave);  // a phone takes longer to go down than an answer takes to leave
         (void)fflush(stdout);
         _exit(0);  // no destructors: other threads go on to the very end
     }
@@ -45,4 +46,4 @@ int device_reboot(int cmd) {
 }
 
 // What the daemon has written lies in the host's cache and outlives the process, so there is nothing to wait for.
-void device_sync() {}
+void device_sync() { host_record("sync"); }

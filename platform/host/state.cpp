@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -75,6 +76,15 @@ bool host_state_write(const std::string& name, const std::string& content) { ret
 
 bool host_state_append_line(const std::string& name, const std::string& line) {
     return put(name, line + "\n", O_APPEND);
+}
+
+void host_record(const std::string& line) {
+    const UniqueFd calls(open(state_path("calls").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    if (calls.ok()) {
+        std::string text = line;
+        std::replace(text.begin(), text.end(), '\n', ' ');
+        (void)write_all(calls.get(), text + "\n");  // a record that cannot be kept must not change what is recorded
+    }
 }
 
 long host_state_number(const std::string& name, long missing) {

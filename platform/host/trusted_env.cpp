@@ -29,6 +29,7 @@ int32_t provision_key() {
 
 int32_t invoke_rpmb(void* /*context*/, ObjectOp op, ObjectArg* args, ObjectCounts counts) {
     if (op == kObjectOpRelease) {
+        host_record("release");
         return kObjectOk;
     }
     if (op == kRpmbServiceCheckProv && counts == object_counts(0, 0, 0, 0)) {
@@ -42,6 +43,7 @@ int32_t invoke_rpmb(void* /*context*/, ObjectOp op, ObjectArg* args, ObjectCount
 
 int32_t invoke_client_env(void* /*context*/, ObjectOp op, ObjectArg* args, ObjectCounts counts) {
     if (op == kObjectOpRelease) {
+        host_record("release");
         return kObjectOk;
     }
     if (op != kClientEnvOpen || counts != object_counts(1, 0, 0, 1) || !holds_u32(args[0], kRpmbServiceUid)) {

@@ -26,6 +26,7 @@ int device_unlink(const char* path);
 int device_rmdir(const char* path);
 int device_mkdir(const char* path, mode_t mode);
 int device_rename(const char* from, const char* to);
+int device_fsync(int fd);  // of a file or a directory
 int device_mknod(const char* path, mode_t mode, dev_t device);
 int device_chown(const char* path, uid_t owner, gid_t group);
 DIR* device_opendir(const char* path);
