@@ -25,7 +25,7 @@ int get_record(const char* name, unsigned char* buffer, int* length) {
 
 int set_record(const char* name, const unsigned char* data, int length) {
     constexpr long kNoResult = LONG_MIN;
-    const long result = host_state_number("board/set_result", kNoResult);
+    const long result = host_state_number("board/set_result", kNoResult, kSetFailed);
     if (result != kNoResult) {
         return static_cast<int>(result);
     }
@@ -47,14 +47,14 @@ int get_mcf(unsigned char* buffer, int* length) { return get_record("board/mcf",
 int set_mcf(const unsigned char* data, int length) { return set_record("board/mcf", data, length); }
 int get_ccf(unsigned char* buffer, int* length) { return get_record("board/ccf", buffer, length); }
 
-int log_control_get_flag() { return static_cast<int>(host_state_number("board/manufacture_flag", 0)); }
+int log_control_get_flag() { return static_cast<int>(host_state_number("board/manufacture_flag", 0, 0)); }
 
 int log_control_set_flag(int flag) { return host_state_write("board/manufacture_flag", std::to_string(flag)) ? 0 : -1; }
 
 int cfg_service_get_int(const char* name, int* value) {
     constexpr long kNoNumber = LONG_MIN;
     const std::string file = config_name(name);
-    const long number = file.empty() ? kNoNumber : host_state_number(file, kNoNumber);
+    const long number = file.empty() ? kNoNumber : host_state_number(file, kNoNumber, kNoNumber);
     if (number == kNoNumber || value == nullptr) {
         return -1;
     }

@@ -51,7 +51,7 @@ struct Service {
     size_t max_links = 0;
     bool attached = false;
     bool was_attached = false;  // once; opening again is a recovery
-    bool serving = false;  // a handler runs
+    bool serving = false;       // a handler runs
     unsigned generation = 0;
     std::vector<DiagListener> listeners;
     std::vector<std::unique_ptr<DiagLink>> links;

@@ -118,7 +118,10 @@ ssize_t device_readlink(const char* path, char* buffer, size_t size) {
 int device_remove(const char* path) { return remove(host_path(path).c_str()); }
 int device_unlink(const char* path) { return unlink(host_path(path).c_str()); }
 int device_rmdir(const char* path) { return rmdir(host_path(path).c_str()); }
-int device_mkdir(const char* path, mode_t mode) { return mkdir(host_path(path).c_str(), mode); }
+// The daemon on a phone may search any directory; who plays it here as an ordinary user needs the bit for it.
+int device_mkdir(const char* path, mode_t mode) {
+    return mkdir(host_path(path).c_str(), geteuid() == 0 ? mode : mode | S_IXUSR);
+}
 int device_rename(const char* from, const char* to) {
     host_record("rename " + host_normal_path(from) + " " + host_normal_path(to));
     return rename(host_path(from).c_str(), host_path(to).c_str());

@@ -1,6 +1,7 @@
 // The simulated phone's own side: settings, and what tests may look at and change. The daemon never includes this.
 #pragma once
 
+#include <climits>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -43,8 +44,10 @@ std::string host_path(const char* path);
 std::optional<std::string> host_state_read(const std::string& name);
 bool host_state_write(const std::string& name, const std::string& content);
 bool host_state_append_line(const std::string& name, const std::string& line);
-// A state file's decimal number, or `missing` when there is no such file or no number in it.
-long host_state_number(const std::string& name, long missing);
+// A state file's decimal number; `missing` when there is no such file; `malformed`, and one error line, when it holds
+// anything but a number from `least` to `most`.
+long host_state_number(const std::string& name, long missing, long malformed = -1, long least = INT_MIN,
+                       long most = INT_MAX);
 
 // The whole life of one request without a channel: routing by the registered tables, the handler, the library's own
 // answers. No value: nothing is sent.

@@ -25,6 +25,12 @@ void host_record(const std::string& line);
 // The device path of an open descriptor: the file's own path below the root; empty when it has none.
 std::string host_device_path_of(int fd);
 
+// Whether a write to a descriptor that is a pipe, a socket or a terminal would not wait for its reader.
+bool host_takes_output(int fd);
+
+// From now on lines for a standard output that nobody reads are dropped instead of waited for.
+void host_guard_stdout();
+
 // Reads a whole host file. No value: it cannot be read.
 std::optional<std::string> host_read_file(const std::string& host_file);
 

@@ -1,10 +1,12 @@
 // The log: records in logcat's threadtime form on standard error, or handed to a test.
 #include "platform/include/log.h"
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
@@ -15,6 +17,7 @@
 
 namespace {
 constexpr std::string_view kPriorityLetters = "??VDIWEF";
+constexpr size_t kAtomicWrite = 4096;  // what a pipe that takes output takes whole
 
 __attribute__((format(printf, 1, 0))) std::string format_text(const char* fmt, va_list arguments) {
     std::array<char, 1024> small{};
@@ -30,7 +33,7 @@ __attribute__((format(printf, 1, 0))) std::string format_text(const char* fmt, v
         text.pop_back();
     }
     va_end(again);
-    return text;
+    return text.substr(0, text.find('\0'));  // a phone's log is made of terminated texts
 }
 
 std::string line_prefix(int priority, const char* tag) {
@@ -62,10 +65,14 @@ std::string record_lines(const HostLogRecord& record) {
     return lines + "\n";
 }
 
-// One write for the whole record, so that records of several threads and processes never mix.
+// One write for the whole record, so that records of several threads and processes never mix. A reader that does not
+// read loses it: nothing waits for one.
 bool write_record(std::string_view lines) {
     while (!lines.empty()) {
-        const ssize_t n = write(STDERR_FILENO, lines.data(), lines.size());
+        if (!host_takes_output(STDERR_FILENO)) {
+            return false;
+        }
+        const ssize_t n = write(STDERR_FILENO, lines.data(), std::min(lines.size(), kAtomicWrite));
         if (n < 0 && errno != EINTR) {
             return false;
         }
@@ -82,7 +89,33 @@ bool nobody_reads() {
     }();
     return null_device;
 }
+// Standard output likewise: lines for a reader who does not read are dropped.
+ssize_t write_stdout(void* /*cookie*/, const char* text, size_t size) {
+    size_t done = 0;
+    while (done < size && host_takes_output(STDOUT_FILENO)) {
+        const ssize_t n = write(STDOUT_FILENO, text + done, std::min(size - done, kAtomicWrite));
+        if (n < 0 && errno != EINTR) {
+            break;
+        }
+        done += n > 0 ? static_cast<size_t>(n) : 0;
+    }
+    return static_cast<ssize_t>(size);
+}
 }  // namespace
+
+bool host_takes_output(int fd) {
+    pollfd output{fd, POLLOUT, 0};
+    return poll(&output, 1, 0) != 0;  // an error shows in the write
+}
+
+void host_guard_stdout() {
+    (void)fflush(stdout);
+    FILE* const guarded = fopencookie(nullptr, "w", {nullptr, write_stdout, nullptr, nullptr});
+    if (guarded != nullptr) {
+        (void)setvbuf(guarded, nullptr, _IOLBF, 0);
+        stdout = guarded;
+    }
+}
 
 int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     const int error = errno;  // callers look at errno after they have logged

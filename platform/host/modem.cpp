@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <sstream>
 
 #include "platform/host/internal.h"
@@ -21,11 +22,11 @@ void journal(const std::string& line) { (void)host_state_append_line("modem/jour
 // A decimal state file as a value of the given width.
 template <typename Value>
 int read_number(const char* name, Value* value) {
-    const auto text = host_state_read(name);
-    if (!text || value == nullptr || text->find_first_of("0123456789") == std::string::npos) {
+    const long number = host_state_number(name, kFailure, kFailure, 0, std::numeric_limits<Value>::max());
+    if (number < 0 || value == nullptr) {
         return kFailure;
     }
-    *value = static_cast<Value>(host_state_number(name, 0));
+    *value = static_cast<Value>(number);
     return 0;
 }
 

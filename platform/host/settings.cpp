@@ -163,6 +163,7 @@ const HostSettings& host_settings() {
         _exit(kSettingsExitStatus);
     }
     ignore_ending_signals();
+    host_guard_stdout();
     return *put_in_force(settings);
 }
 

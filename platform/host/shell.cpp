@@ -75,6 +75,7 @@ int prepare(posix_spawn_file_actions_t* actions, short* /*flags*/) {
 }
 
 ProgramPlan plan_for(const char* command) {
+    host_record(std::string("run ") + command);
     const std::string& root = host_settings().root;
     return {program_name(command),
             host_shell_command(command, root),

@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <mutex>
 
+#define LOG_TAG "sim"
 #include "platform/host/internal.h"
 #include "platform/include/handles.h"
+#include "platform/include/log.h"
 
 namespace {
 constexpr mode_t kStateMode = 0644;
@@ -87,14 +89,20 @@ void host_record(const std::string& line) {
     }
 }
 
-long host_state_number(const std::string& name, long missing) {
+long host_state_number(const std::string& name, long missing, long malformed, long least, long most) {
     const std::optional<std::string> text = host_state_read(name);
     if (!text) {
         return missing;
     }
+    const std::string digits = host_trimmed(*text);
     char* end = nullptr;
-    const long value = strtol(text->c_str(), &end, 10);
-    return end != text->c_str() ? value : missing;
+    errno = 0;
+    const long value = strtol(digits.c_str(), &end, 10);
+    if (end != digits.c_str() && *end == '\0' && errno == 0 && value >= least && value <= most) {
+        return value;
+    }
+    ALOGE(".sim/%s holds no number from %ld to %ld", name.c_str(), least, most);
+    return malformed;
 }
 
 bool host_plain_name(const std::string& name) {

@@ -214,6 +214,10 @@ int program_pclose(FILE* stream) {
         program = found->second;
         streams.erase(found);
     }
+    // A program that prints more than anybody wants runs to its end all the same.
+    const bool reads = (fcntl(fileno(stream), F_GETFL) & O_ACCMODE) == O_RDONLY;
+    for (char unwanted[4096]; reads && fread(unwanted, 1, sizeof(unwanted), stream) > 0;) {
+    }
     (void)fclose(stream);  // the program's end is what is reported
     return collect(program.get());
 }

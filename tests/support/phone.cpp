@@ -230,12 +230,12 @@ unsigned PhoneTest::mode_of(const std::string& path) const {
 void PhoneTest::make_tool(const std::string& path, const std::string& body) {
     const std::string name = fs::path(path).filename();
     write_file(path,
-               "#!/bin/sh\nprintf '%s\\n' \"" + name + "${*:+ $*}\" >>\"$VENDORDIAG_ROOT/.sim/calls\"\n" + body + "\n");
+               "#!/bin/sh\nprintf '%s\\n' \"" + name + "${*:+ $*}\" >>\"$VENDORDIAG_ROOT/.sim/tool-calls\"\n" + body + "\n");
     fs::permissions(host(path), fs::perms(0755));
 }
 
 std::vector<std::string> PhoneTest::calls() const {
-    std::string text = file_content(state_->root + "/.sim/calls").value_or("");
+    std::string text = file_content(state_->root + "/.sim/tool-calls").value_or("");
     for (size_t at = 0; (at = text.find(state_->root + "/", at)) != std::string::npos;) {
         text.erase(at, state_->root.size());  // the arguments as the daemon gave them
     }
