@@ -103,59 +103,20 @@ bool read_document(const char* path, std::string* document) {
     return count == 0;
 }
 
-bool write_whole(int fd, const std::string& content) {
-    size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count = write(fd, content.data() + written, content.size() - written);
-        if (count <= 0 && errno != EINTR) {
-            return false;
-        }
-        written += static_cast<size_t>(std::max<ssize_t>(count, 0));
+// Replaces the file in one step: whoever looks finds the old document or the new one.
+FactoryInfoStatus save_document(const std::string& path, const std::string& document) {
+    FileReplacement file(path, 0666, FileReplacement::Mode::kMasked, FileReplacement::Place::kWhatever);
+    const WriteStep step = file.ok() ? file.store(document.data(), document.size()) : WriteStep::kWriteFailed;
+    switch (step) {
+        case WriteStep::kDone:
+            return kInfoOk;
+        case WriteStep::kNotDurable:
+            ALOGE("Do fsync fail\n");
+            return kInfoNotSynced;
+        default:
+            ALOGE("save %s failed %s\n", path.c_str(), strerror(errno));
+            return kInfoFailed;
     }
-    return true;
-}
-
-// Gives a file that takes another's place the other's mode and owner, as far as that may be had.
-void keep_owner(int fd, const char* path) {
-    struct stat st = {};
-    if (device_stat(path, &st) == 0) {
-        (void)fchmod(fd, st.st_mode & 07777);
-        (void)!fchown(fd, st.st_uid, st.st_gid);
-    }
-}
-
-// Replaces the file in one step: whoever looks finds the old document or the new one. False: the old one is in place.
-bool save_document(const std::string& path, const std::string& document) {
-    const std::string beside = path + ".new";
-    UniqueFd file(device_open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!file.ok()) {
-        return false;
-    }
-    keep_owner(file.get(), path.c_str());
-    bool saved = write_whole(file.get(), document);
-    (void)device_fsync(file.get());  // a failure shows again, and counts, once the file is in place
-    saved = file.close() == 0 && saved;
-    saved = saved && device_rename(beside.c_str(), path.c_str()) == 0;
-    if (!saved) {
-        const int error = errno;
-        (void)device_unlink(beside.c_str());
-        errno = error;
-    }
-    return saved;
-}
-
-FactoryInfoStatus sync_document(const std::string& path) {
-    const UniqueFd file(device_open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    const UniqueFd dir(device_open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!file.ok() || !dir.ok()) {
-        ALOGE("Do fsync, open file fail\n");
-        return kInfoNotSynced;
-    }
-    if (device_fsync(file.get()) != 0 || device_fsync(dir.get()) != 0) {
-        ALOGE("Do fsync fail\n");
-        return kInfoNotSynced;
-    }
-    return kInfoOk;
 }
 
 FactoryInfoStatus erase_document(const char* path) {
@@ -282,11 +243,7 @@ FactoryInfoStatus store_data_to_file(const std::vector<FactoryKey>& keys, bool e
     if (status != kInfoOk) {
         return status;
     }
-    if (!save_document(path, document)) {
-        ALOGE("save %s failed %s\n", path.c_str(), strerror(errno));
-        return kInfoFailed;
-    }
-    return sync_document(path);
+    return save_document(path, document);
 }
 
 FactoryInfoStatus read_data_from_file(const std::vector<FactoryKey>& requested, uint16_t requested_count,

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <unordered_map>
 
 #include "platform/include/log.h"
 
@@ -29,15 +30,36 @@ using UniqueXmlText = std::unique_ptr<xmlChar, XmlFree>;
 const xmlChar* xml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
 const char* plain(const xmlChar* text) { return text != nullptr ? reinterpret_cast<const char*>(text) : ""; }
 
+// Takes the blanks between elements away, which saving writes anew. The parser's own option for that would take the
+// value of an element that holds blanks beside a comment as well.
+void drop_indentation(xmlNode* parent, int depth) {
+    constexpr int kDeepest = 256;  // the parser's own limit
+    const bool structural = parent != nullptr && (depth == 0 || xmlFirstElementChild(parent) != nullptr);
+    for (xmlNode* child = structural && depth <= kDeepest ? parent->children : nullptr; child != nullptr;) {
+        xmlNode* const next = child->next;
+        if (child->type == XML_ELEMENT_NODE) {
+            drop_indentation(child, depth + 1);
+        } else if (xmlIsBlankNode(child) != 0) {
+            xmlUnlinkNode(child);
+            xmlFreeNode(child);
+        }
+        child = next;
+    }
+}
+
 // Parses a document. Null: not well-formed, too large, or with a document type, which is where entities and external
 // references would come from.
 UniqueDoc parse(const std::string& document, const char* encoding) {
     if (document.size() > kMaxDocument) {
         return nullptr;
     }
-    constexpr int kOptions = XML_PARSE_NOBLANKS | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     UniqueDoc doc(xmlReadMemory(document.data(), static_cast<int>(document.size()), nullptr, encoding, kOptions));
-    return doc && doc->intSubset == nullptr ? std::move(doc) : nullptr;
+    if (!doc || doc->intSubset != nullptr) {
+        return nullptr;
+    }
+    drop_indentation(xmlDocGetRootElement(doc.get()), 0);
+    return doc;
 }
 
 // The name as it stands in the document, prefix included.
@@ -46,16 +68,21 @@ std::string element_name(const xmlNode* node) {
     return prefixed ? std::string(plain(node->ns->prefix)) + ":" + plain(node->name) : plain(node->name);
 }
 
-bool is_element(const xmlNode* node, const std::string& name) {
-    if (node->type != XML_ELEMENT_NODE) {
-        return false;
+// The elements below the root, by name, in the order of the document: a request may name thousands of a store with
+// thousands.
+using KeyIndex = std::unordered_map<std::string, std::vector<xmlNode*>>;
+
+KeyIndex index_of(xmlNode* root) {
+    KeyIndex index;
+    for (xmlNode* node = root->children; node != nullptr; node = node->next) {
+        if (node->type == XML_ELEMENT_NODE) {
+            index[element_name(node)].push_back(node);
+        }
     }
-    // A request may ask for thousands of names of a store with thousands of keys: no copy of each for each.
-    const bool prefixed = node->ns != nullptr && node->ns->prefix != nullptr;
-    return prefixed ? element_name(node) == name : name == plain(node->name);
+    return index;
 }
 
-bool is_info_root(const xmlNode* root) { return xmlStrcmp(root->name, xml(kRootName)) == 0; }
+bool is_info_root(const xmlNode* root) { return element_name(root) == kRootName; }
 
 // Replaces the text of an element; comments inside it stay.
 bool set_text(xmlNode* node, const std::string& value) {
@@ -74,14 +101,12 @@ bool set_text(xmlNode* node, const std::string& value) {
     return text != nullptr && xmlAddChild(node, text) != nullptr;
 }
 
-bool set_key(xmlNode* root, const FactoryKey& key) {
-    xmlNode* node = root->children;
-    while (node != nullptr && !is_element(node, key.name)) {
-        node = node->next;
+bool set_key(xmlNode* root, KeyIndex* index, const FactoryKey& key) {
+    std::vector<xmlNode*>& nodes = (*index)[key.name];
+    if (nodes.empty()) {
+        nodes.push_back(xmlNewChild(root, nullptr, xml(key.name.c_str()), nullptr));
     }
-    if (node == nullptr) {
-        node = xmlNewChild(root, nullptr, xml(key.name.c_str()), nullptr);
-    }
+    xmlNode* const node = nodes.front();
     const std::string size = std::to_string(key.value.size());
     return node != nullptr && xmlSetProp(node, xml(kSizeName), xml(size.c_str())) != nullptr &&
            set_text(node, key.value);
@@ -136,7 +161,7 @@ bool serialise(xmlDoc* doc, std::string* out) {
 
 // The value of a record: as many bytes as its size says, cut to 8 bits; zeros stand for what the text lacks.
 std::string record_value(xmlNode* node) {
-    const UniqueXmlText size(xmlGetProp(node, xml(kSizeName)));
+    const UniqueXmlText size(xmlGetNoNsProp(node, xml(kSizeName)));
     const UniqueXmlText text(xmlNodeGetContent(node));
     ALOGD("val = %s\n", plain(text.get()));
     std::string value = plain(text.get());
@@ -172,8 +197,9 @@ FactoryInfoStatus factory_info_update(const std::string* document, const std::ve
         ALOGE("root node != FactoryInfo\n");
         return kInfoWrongRoot;
     }
-    const bool stored =
-        std::all_of(keys.begin(), keys.end(), [root](const FactoryKey& key) { return set_key(root, key); });
+    KeyIndex index = index_of(root);
+    const bool stored = std::all_of(keys.begin(), keys.end(),
+                                    [root, &index](const FactoryKey& key) { return set_key(root, &index, key); });
     return stored && serialise(doc.get(), out) ? kInfoOk : kInfoFailed;
 }
 
@@ -185,7 +211,7 @@ FactoryInfoStatus factory_info_find(const std::string& document, const char* pat
         ALOGE("failed to parse XML file %s", path);
         return kInfoFailed;
     }
-    const xmlNode* root = xmlDocGetRootElement(doc.get());
+    xmlNode* const root = xmlDocGetRootElement(doc.get());
     if (root == nullptr) {
         ALOGE("failed to get root element");
         return kInfoWrongRoot;
@@ -194,15 +220,14 @@ FactoryInfoStatus factory_info_find(const std::string& document, const char* pat
         ALOGE("document of the wrong type, root node != FactoryInfo");
         return kInfoWrongRoot;
     }
+    const KeyIndex index = index_of(root);
     for (const FactoryKey& key : requested) {
-        for (xmlNode* node = root->children; node != nullptr; node = node->next) {
-            if (!is_element(node, key.name)) {
-                continue;
-            }
-            const std::string value = record_value(node);
+        const auto nodes = index.find(key.name);
+        for (size_t i = 0; nodes != index.end() && i < nodes->second.size(); ++i) {
+            const std::string value = record_value(nodes->second[i]);
             const size_t size = key.name.size() + value.size() + 2;
             if (size > room) {
-                return kInfoOk;
+                return kInfoIncomplete;
             }
             room -= size;
             found->push_back({key.name, value});

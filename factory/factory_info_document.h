@@ -15,7 +15,7 @@ FactoryInfoStatus factory_info_update(const std::string* document, const std::ve
                                       std::string* out);
 
 // Appends to `found`, for each requested name in order, every record of that name, until the next one would make the
-// records exceed `room` bytes in a response. `path` names the document in log lines.
+// records exceed `room` bytes in a response, which is kInfoIncomplete. `path` names the document in log lines.
 FactoryInfoStatus factory_info_find(const std::string& document, const char* path,
                                     const std::vector<FactoryKey>& requested, size_t room,
                                     std::vector<FactoryKey>* found);

@@ -41,19 +41,18 @@ bool capture_tool_output(Capture* out) {
 }
 
 bool store_capture(const Capture& capture) {
-    const UniqueStream stream(device_fopen(kCsrFile, "we"));
-    if (!stream) {
+    FileReplacement file(kCsrFile, 0666);
+    if (!file.ok()) {
         ALOGD("%s: failed to oepn file file write: %s, reason: %s\n", kStageWrite, kCsrFile, strerror(errno));
         return false;
     }
-    const size_t written = fwrite(capture.bytes, 1, capture.size, stream.get());
-    // Flushed before the question: a full disk shows only when the bytes leave the stream.
-    if (fflush(stream.get()) != 0 || ferror(stream.get()) != 0) {
+    if (file.store(capture.bytes, capture.size) != WriteStep::kDone) {
         ALOGD("%s: failed to write data, reason: %s\n", kStageWrite, strerror(errno));
         return false;
     }
-    ALOGD("%s: read_size: %d, write_size: %zu.\n", kStageWrite, static_cast<int>(capture.size), written);
-    return written == capture.size;
+    ALOGD("%s: read_size: %d, write_size: %zu.\n", kStageWrite, static_cast<int>(capture.size),
+          static_cast<size_t>(capture.size));
+    return true;
 }
 
 // Size of the CSR file, or -1 (logged) when it cannot be told or is too large.

@@ -165,7 +165,9 @@ int ftm_diag_req_cmd_readvariantflag(const char*, const unsigned char*, unsigned
 
 int ftm_diag_req_cmd_writevariantflag(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
                                       unsigned char* rsp_status) {
-    if (setCustVariantFlag(reinterpret_cast<const char*>(req_args)) != 1) {
+    const char* const flag = reinterpret_cast<const char*>(req_args);
+    // The library's buffer ends at kVariantFlagSize: what does not fit never reaches it.
+    if (strnlen(flag, kVariantFlagSize) == kVariantFlagSize || setCustVariantFlag(flag) != 1) {
         ALOGE("%s: write %s failed!\n", __func__, kVariantFlag);
         message_text(rsp_msg, "failed\n");
         *rsp_status = kStoreFailed;

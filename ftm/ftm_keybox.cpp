@@ -102,25 +102,24 @@ bool is_missing(const std::string& path, bool logged) {
 
 // Stores the Widevine keybox for the program that installs it. False, with a line, at the first step that fails.
 bool store_widevine_key(const char* name, const std::string& path, const unsigned char* key) {
-    UniqueFd file(device_open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0777));
+    FileReplacement file(path, 0777);
     if (!file.ok()) {
         ALOGE("%s: open file failed!\n", name);
         return false;
     }
-    switch (write_sync_close(std::move(file), key, kWidevineKeySize)) {
+    switch (file.store(key, kWidevineKeySize)) {
         case WriteStep::kDone:
             return true;
         case WriteStep::kWriteFailed:
             ALOGE("%s: keybox error !\n", name);
             return false;
-        case WriteStep::kSyncFailed:
-            ALOGE("%s: fsync fd failed !\n", name);
-            return false;
         case WriteStep::kCloseFailed:
             ALOGE("%s: close fd failed !\n", name);
             return false;
+        default:
+            ALOGE("%s: fsync fd failed !\n", name);
+            return false;
     }
-    return false;
 }
 
 // Starts a command and waits for it; its output and status do not matter.

@@ -18,27 +18,22 @@ constexpr char kWifiHeader[] = "wifiaddr:";
 constexpr size_t kMacSize = 6;
 constexpr size_t kMacFileMax = 64;
 constexpr unsigned char kBtHeader[] = {0x01, 0x00, 0x06};
-constexpr int kWriteFlags = O_WRONLY | O_CREAT | O_CLOEXEC;  // the old address stays until the new one is there
 
 constexpr unsigned char kFileMissing = 2;  // or not to be opened, or not to be given to its owner
 constexpr unsigned char kShortWrite = 3;
 constexpr unsigned char kRefused = 4;    // a multicast address, or a file that cannot be synchronised
 constexpr unsigned char kBadHeader = 3;  // in the message
 
-// Cuts a file off behind what it is to hold. A device in its place has no length to set.
-void cut_file(const UniqueFd& file, size_t size) { (void)ftruncate(file.get(), static_cast<off_t>(size)); }
-
-// What remains after the file is open: both addresses are stored alike. One write over the old record, then the cut: a
-// process that dies in between leaves the old address or the new one.
-unsigned char mac_store(UniqueFd file, const void* data, size_t size) {
-    const ssize_t written = write(file.get(), data, size);
-    if (written > 0) {
-        cut_file(file, static_cast<size_t>(written));
+// The last steps of storing an address. Status of the command.
+unsigned char mac_store(FileReplacement* file, const void* data, size_t size) {
+    switch (file->store(data, size)) {
+        case WriteStep::kDone:
+            return kFtmSuccess;
+        case WriteStep::kWriteFailed:
+            return kShortWrite;
+        default:
+            return kRefused;
     }
-    if (written != static_cast<ssize_t>(size)) {
-        return kShortWrite;
-    }
-    return device_fsync(file.get()) == 0 ? kFtmSuccess : kRefused;
 }
 
 // "wifiaddr:0x00 0x11 0x22 0xAA 0xBB 0xCC ", no line end.
@@ -52,14 +47,15 @@ std::string wifi_mac_text(const unsigned char* mac) {
     return text;
 }
 
-bool give_to_bluetooth(const char* path) {
+// `written`: where the record of `path` lies for now.
+bool give_to_bluetooth(const char* path, const char* written) {
     const struct passwd* user = device_getpwnam("bluetooth");
     const struct group* group = device_getgrnam("bluetooth");
     if (user == nullptr || group == nullptr) {
         ALOGE("writing bt mac error!!!change bluetooth uid/gid failed!!!");
         return false;
     }
-    if (device_chown(path, user->pw_uid, group->gr_gid) != 0) {
+    if (device_chown(written, user->pw_uid, group->gr_gid) != 0) {
         ALOGE("chown .bt_nv.bin bluetooth:bluetooth failed!!!");
         return false;
     }
@@ -90,18 +86,18 @@ int ftm_diag_req_cmd_readwifimac(const char*, const unsigned char*, unsigned cha
 
 int ftm_diag_req_cmd_writewifimac(const char*, const unsigned char* req_args, unsigned char*,
                                   unsigned char* rsp_status) {
-    UniqueFd file(open_exact_mode(persist_path(kWifiFile).c_str(), kWriteFlags, 0644));
+    FileReplacement file(persist_path(kWifiFile), 0644, FileReplacement::Mode::kExact);
     if (!file.ok()) {
         *rsp_status = kFileMissing;
         return 0;
     }
     if ((req_args[0] & 1) != 0) {  // Kept: a multicast address is refused when the old one is already gone
-        cut_file(file, 0);
+        (void)file.commit();
         *rsp_status = kRefused;
         return 0;
     }
     const std::string text = wifi_mac_text(req_args);
-    *rsp_status = mac_store(std::move(file), text.data(), text.size());
+    *rsp_status = mac_store(&file, text.data(), text.size());
     return 0;
 }
 
@@ -126,19 +122,18 @@ int ftm_diag_req_cmd_readbtmac(const char*, const unsigned char*, unsigned char*
 int ftm_diag_req_cmd_writebtmac(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
     const std::string path = persist_path(kBtFile);
     *rsp_status = kFileMissing;
-    UniqueFd file(open_exact_mode(path.c_str(), kWriteFlags, 0664));
+    FileReplacement file(path, 0664, FileReplacement::Mode::kExact);
     if (!file.ok()) {
         ALOGE("generate BT MAC Addr failed!!\n");
         return 0;
     }
-    if (!give_to_bluetooth(path.c_str())) {
-        cut_file(file, 0);
+    if (!give_to_bluetooth(path.c_str(), file.written_path())) {
         return 0;
     }
     unsigned char record[sizeof(kBtHeader) + kMacSize];
     memcpy(record, kBtHeader, sizeof(kBtHeader));
     memcpy(record + sizeof(kBtHeader), req_args, kMacSize);
-    *rsp_status = mac_store(std::move(file), record, sizeof(record));
+    *rsp_status = mac_store(&file, record, sizeof(record));
     if (*rsp_status == kFtmSuccess) {
         ALOGD("%s created successfuly\n", path.c_str());
     }

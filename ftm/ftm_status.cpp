@@ -58,13 +58,12 @@ NodeText read_node(const char* path) {
     return {std::move(memory), readable};
 }
 
-// Synchronises and closes a record of `N` bytes: the first N - 1 argument bytes, whatever the text's length, and a
-// zero.
+// A record of `N` bytes: the first N - 1 argument bytes, whatever the text's length, and a zero.
 template <size_t N>
-WriteStep write_record(UniqueFd file, const unsigned char* req_args) {
+std::array<unsigned char, N> padded_record(const unsigned char* req_args) {
     std::array<unsigned char, N> record{};
     std::copy_n(req_args, N - 1, record.begin());
-    return write_sync_close(std::move(file), record.data(), record.size());
+    return record;
 }
 
 int set_kph(const char* name, const unsigned char* req_args, unsigned char* rsp_status, const char* value) {
@@ -103,7 +102,8 @@ int ftm_diag_req_cmd_writeswversion(const char*, const unsigned char* req_args, 
         ALOGE("%s: open file failed!\n", __func__);
         return ftm_finish(__func__, rsp_status, false);
     }
-    const WriteStep step = write_record<64>(std::move(file), req_args);
+    const auto record = padded_record<64>(req_args);
+    const WriteStep step = write_sync_close(std::move(file), record.data(), record.size());
     if (step == WriteStep::kWriteFailed) {
         ALOGE("%s: write software version number error !\n", __func__);
     }
@@ -113,12 +113,13 @@ int ftm_diag_req_cmd_writeswversion(const char*, const unsigned char* req_args, 
 int ftm_diag_req_cmd_storeboardnum(const char*, const unsigned char* req_args, unsigned char*,
                                    unsigned char* rsp_status) {
     ALOGD("%s: e\n", __func__);
-    UniqueFd file(device_open(kBoardNumberFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0777));
+    FileReplacement file(kBoardNumberFile, 0777);
     if (!file.ok()) {
         ALOGE("%s: open file failed!\n", __func__);
         return ftm_finish(__func__, rsp_status, false);
     }
-    const WriteStep step = write_record<20>(std::move(file), req_args);
+    const auto record = padded_record<20>(req_args);
+    const WriteStep step = file.store(record.data(), record.size());
     if (step == WriteStep::kWriteFailed) {
         ALOGE("%s: write board number error !\n", __func__);
     }
@@ -317,16 +318,15 @@ namespace {
 constexpr size_t kFanLightBuffer = 64;
 constexpr size_t kFanLightCut = 32;  // what is kept of a text that does not fit the buffer
 
-// Writes the fan-light value to its open file and to its record. Status of the command.
-unsigned char store_fan_light(UniqueFd file, const std::array<char, kFanLightBuffer>& value, size_t length) {
-    if (write(file.get(), value.data(), length) != static_cast<ssize_t>(length)) {
+// Puts the fan-light value into its file and its record. Status of the command.
+unsigned char store_fan_light(FileReplacement* file, const std::array<char, kFanLightBuffer>& value, size_t length) {
+    if (file->write(value.data(), length) != WriteStep::kDone) {
         return kStoreFailed;
     }
     if (!cfg_fits(kFanLightRecord, value.data()) || cfg_set(kFanLightRecord, value.data()) < 0) {
         return kStoreFailed;
     }
-    const bool synchronised = device_fsync(file.get()) == 0;
-    return file.close() == 0 && synchronised ? kFtmSuccess : kFtmFailure;
+    return file->commit() == WriteStep::kDone ? kFtmSuccess : kFtmFailure;
 }
 
 }  // namespace
@@ -334,7 +334,7 @@ unsigned char store_fan_light(UniqueFd file, const std::array<char, kFanLightBuf
 int ftm_diag_req_cmd_openfanlight(const char*, const unsigned char* req_args, unsigned char*,
                                   unsigned char* rsp_status) {
     ALOGD("%s: e\n", __func__);
-    UniqueFd file(device_open(persist_path("/fan_light").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0755));
+    FileReplacement file(persist_path("/fan_light"), 0755);
     if (!file.ok()) {
         ALOGE("%s: open file failed!\n", __func__);
         return ftm_finish(__func__, rsp_status, false);
@@ -346,7 +346,7 @@ int ftm_diag_req_cmd_openfanlight(const char*, const unsigned char* req_args, un
     ALOGD("%s:req_args = %s \n", __func__, text);
     // Kept: as many bytes as the text is long, so zeros follow the part that was cut.
     const size_t written = std::min(length, value.size());
-    return ftm_finish(__func__, rsp_status, store_fan_light(std::move(file), value, written));
+    return ftm_finish(__func__, rsp_status, store_fan_light(&file, value, written));
 }
 
 int ftm_diag_req_cmd_checkfanlight(const char*, const unsigned char*, unsigned char* rsp_msg,

@@ -18,6 +18,7 @@ constexpr char kCountryCodeFile[] = "/countrycode";
 constexpr char kLcdCurrentFile[] = "/lcdcurrent";
 constexpr char kMhlNode[] = "/proc/mhl_version";
 constexpr char kMhlHeader[] = "mhlversion:";
+constexpr mode_t kTextMode = 0644;  // of a new file
 constexpr size_t kOmaDmSize = 64;
 constexpr size_t kShortTextMax = 63;
 constexpr size_t kLcdCurrentMax = 511;
@@ -27,15 +28,6 @@ constexpr unsigned char kMhlMissing = 2;
 constexpr unsigned char kMhlBadHeader = 3;
 constexpr unsigned char kMhlNotAccepted = 4;
 constexpr unsigned char kShortWrite = 3;
-
-// Opens a file on persist for a new content. `handler` names the command in the log.
-UniqueFd open_new(const char* handler, const char* suffix) {
-    UniqueFd file(device_open(persist_path(suffix).c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (!file.ok()) {
-        ALOGE("%s: open file failed!\n", handler);
-    }
-    return file;
-}
 
 // Sends at most `max` bytes of a file on persist as the message's text; returns the status.
 unsigned char send_text_file(const char* handler, const char* suffix, size_t max, unsigned char* rsp_msg) {
@@ -58,12 +50,13 @@ unsigned char send_text_file(const char* handler, const char* suffix, size_t max
 unsigned char store_argument(const char* handler, const char* suffix, const unsigned char* req_args, size_t kept) {
     std::string text = reinterpret_cast<const char*>(req_args);
     ALOGD("%s:req_args = %s \n", handler, text.c_str());
-    UniqueFd file = open_new(handler, suffix);
+    FileReplacement file(persist_path(suffix), kTextMode);
     if (!file.ok()) {
+        ALOGE("%s: open file failed!\n", handler);
         return kFtmFailure;
     }
     std::fill(text.begin() + static_cast<ptrdiff_t>(std::min(kept, text.size())), text.end(), '\0');
-    switch (write_sync_close(std::move(file), text.data(), text.size())) {
+    switch (file.store(text.data(), text.size())) {
         case WriteStep::kDone:
             return kFtmSuccess;
         case WriteStep::kWriteFailed:
@@ -82,13 +75,14 @@ int ftm_diag_req_cmd_readomadm(const char*, const unsigned char*, unsigned char*
 
 int ftm_diag_req_cmd_writeomadm(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
     *rsp_status = kFtmFailure;
-    UniqueFd file = open_new(__func__, kOmaDmFile);
+    FileReplacement file(persist_path(kOmaDmFile), kTextMode);
     if (!file.ok()) {
+        ALOGE("%s: open file failed!\n", __func__);
         return 0;
     }
     unsigned char record[kOmaDmSize] = {};
     memcpy(record, req_args, kOmaDmSize - 1);  // Kept: also what lies behind the text's own end
-    const WriteStep step = write_sync_close(std::move(file), record, sizeof(record));
+    const WriteStep step = file.store(record, sizeof(record));
     if (step == WriteStep::kWriteFailed) {
         ALOGE("%s: write oma dm error !\n", __func__);
     } else if (step == WriteStep::kDone) {

@@ -201,12 +201,94 @@ std::string persist_path(const char* suffix) {
     return (std::string(persist_dir()) + suffix).substr(0, kPersistPathSize - 1);
 }
 
+namespace {
+
+bool write_in_one(int fd, const void* data, size_t size) {
+    ssize_t count = 0;
+    do {
+        count = write(fd, data, size);
+    } while (count < 0 && errno == EINTR);
+    return count == static_cast<ssize_t>(size);
+}
+
+bool sync_directory_of(const std::string& path) {
+    const UniqueFd dir(device_open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return dir.ok() && device_fsync(dir.get()) == 0;
+}
+
+}  // namespace
+
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size) {
-    if (write(fd.get(), data, size) != static_cast<ssize_t>(size)) {
+    if (!write_in_one(fd.get(), data, size)) {
         return WriteStep::kWriteFailed;
     }
     if (device_fsync(fd.get()) != 0) {
         return WriteStep::kSyncFailed;
     }
     return fd.close() == 0 ? WriteStep::kDone : WriteStep::kCloseFailed;
+}
+
+FileReplacement::FileReplacement(std::string path, mode_t mode, Mode exact, Place place) : path_(std::move(path)) {
+    struct stat st = {};
+    const bool there = device_lstat(path_.c_str(), &st) == 0;
+    const bool beside = there ? S_ISREG(st.st_mode) || place == Place::kWhatever : errno == ENOENT;
+    if (!beside) {
+        // A FIFO that nobody reads refuses instead of holding up the service.
+        fd_ = UniqueFd(device_open(path_.c_str(), O_WRONLY | O_TRUNC | O_NONBLOCK | O_CLOEXEC));
+        if (!fd_.ok() && errno == ENOENT) {  // a link to nothing yet
+            fd_ = UniqueFd(device_open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, mode));
+        }
+        return;
+    }
+    if (there && S_ISREG(st.st_mode) && device_access(path_.c_str(), W_OK) != 0) {
+        return;  // what may not be written may not be replaced either
+    }
+    open_beside(mode, exact, there && S_ISREG(st.st_mode) ? &st : nullptr);
+}
+
+// Whatever stands at the name beside it, a link among others, is left over from a process that died.
+void FileReplacement::open_beside(mode_t mode, Mode exact, const struct stat* old) {
+    beside_ = path_ + ".new";
+    (void)device_unlink(beside_.c_str());
+    fd_ = UniqueFd(device_open(beside_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (!fd_.ok()) {
+        beside_.clear();
+    } else if (old != nullptr) {
+        (void)!fchown(fd_.get(), old->st_uid, old->st_gid);  // as far as that may be had
+        (void)fchmod(fd_.get(), old->st_mode & 07777);
+    } else if (exact == Mode::kExact) {
+        (void)fchmod(fd_.get(), mode);
+    }
+}
+
+FileReplacement::~FileReplacement() {
+    if (!beside_.empty()) {
+        (void)device_unlink(beside_.c_str());
+    }
+}
+
+WriteStep FileReplacement::write(const void* data, size_t size) {
+    return size == 0 || write_in_one(fd_.get(), data, size) ? WriteStep::kDone : WriteStep::kWriteFailed;
+}
+
+WriteStep FileReplacement::commit() {
+    if (device_fsync(fd_.get()) != 0) {
+        return WriteStep::kSyncFailed;
+    }
+    if (fd_.close() != 0) {
+        return WriteStep::kCloseFailed;
+    }
+    if (beside_.empty()) {
+        return WriteStep::kDone;
+    }
+    if (device_rename(beside_.c_str(), path_.c_str()) != 0) {
+        return WriteStep::kRenameFailed;
+    }
+    beside_.clear();
+    return sync_directory_of(path_) ? WriteStep::kDone : WriteStep::kNotDurable;
+}
+
+WriteStep FileReplacement::store(const void* data, size_t size) {
+    const WriteStep step = write(data, size);
+    return step == WriteStep::kDone ? commit() : step;
 }

@@ -1,6 +1,7 @@
 // Files, nodes and the persist directory. The limits are what the factory tool sees.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -40,10 +41,41 @@ const char* persist_dir();
 // A path below it, cut to the 127 characters that a path may have.
 std::string persist_path(const char* suffix);
 
-// The step of writing a file at which it ended.
-enum class WriteStep { kDone, kWriteFailed, kSyncFailed, kCloseFailed };
+// The step of writing a file at which it ended. Only the last one leaves the new content in place.
+enum class WriteStep { kDone, kWriteFailed, kSyncFailed, kCloseFailed, kRenameFailed, kNotDurable };
 // Writes `size` bytes in one call (a short write is a failure), synchronises and closes. Closes in every case.
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size);
+
+// A file whose content is being replaced as a whole: what is written lies beside it until commit() puts it in place in
+// one step, so that a failure, a full disk or a power cut leaves the old content. An existing file keeps its mode and
+// owner. Anything but a regular file in its place (a link, a device) is emptied and written through.
+class FileReplacement {
+   public:
+    enum class Mode { kMasked, kExact };           // of a new file: less the process's umask, or these bits
+    enum class Place { kRegularOnly, kWhatever };  // kWhatever: also a link is replaced instead of written through
+    // Begins; ok() tells whether it could, errno why not.
+    FileReplacement(std::string path, mode_t mode, Mode exact = Mode::kMasked, Place place = Place::kRegularOnly);
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+    ~FileReplacement();  // takes away what was not committed
+
+    bool ok() const { return fd_.ok(); }
+    // Where the new content lies for now: for a change of its owner.
+    const char* written_path() const { return beside_.empty() ? path_.c_str() : beside_.c_str(); }
+    // Writes in one call (a short write is a failure). kDone or kWriteFailed.
+    WriteStep write(const void* data, size_t size);
+    // Synchronises, closes, puts in place and synchronises the directory.
+    WriteStep commit();
+    // Both.
+    WriteStep store(const void* data, size_t size);
+
+   private:
+    void open_beside(mode_t mode, Mode exact, const struct stat* old);
+
+    std::string path_;
+    std::string beside_;  // empty: written through, or committed
+    UniqueFd fd_;
+};
 
 // Opens a file that is made with exactly these mode bits, whatever the process's umask.
 int open_exact_mode(const char* path, int flags, mode_t mode);

@@ -49,11 +49,12 @@ static_assert(kReservedCount == 25);
 
 char reservedcfgvalue[kReservedCount][kCfgValueSize];
 
-// Reads the image `times` times in a row; false when a reading was refused, so that the image may be another's or old.
+// Reads the image `times` times in a row; false when a reading was refused or ended short, so that the image may be
+// another's, old or torn: nothing is written from it.
 bool read_current(int times = 1) {
     bool current = true;
     for (int i = 0; i < times; ++i) {
-        current = read_image(workbuffer) != CfgTransfer::kRefused && current;
+        current = read_image(workbuffer) == CfgTransfer::kWhole && current;
     }
     return current;
 }
@@ -67,7 +68,7 @@ struct ValueText {
     char text[kCfgValueSize + 1] = {};
 };
 
-// The record of a name, or null. A refused reading clears `*current`.
+// The record of a name, or null. A failed reading clears `*current`.
 const CfgRecord* look_up(const char* name, bool* current) {
     if (checkcfgname(name) != 1) {
         return nullptr;
@@ -76,7 +77,7 @@ const CfgRecord* look_up(const char* name, bool* current) {
     return cfg_find(workbuffer, kWholeTable, name);
 }
 
-// As cfg_get. A refused reading clears `*current`.
+// As cfg_get. A failed reading clears `*current`.
 int get_value(const char* name, char* out, const char* default_value, bool* current) {
     if (const CfgRecord* const record = look_up(name, current)) {
         const size_t length = strnlen(record->str, kCfgValueSize);
@@ -108,7 +109,9 @@ bool unset_in(CfgRange range, const char* name) {
 
 // Moves one name's record from area 1 to area 2, unless area 2 has its own.
 void move_to_secure_area(const char* name) {
-    (void)read_current();  // nothing is written from this reading
+    if (!read_current()) {
+        return;  // a value from an old image must not replace anything
+    }
     const CfgRecord* const old = cfg_find(workbuffer, cfg_area_range(kCfgAreaCommon), name);
     if (old == nullptr) {
         return;

@@ -195,11 +195,14 @@ TEST_F(FactoryInfo, FailedSaveKeepsTheOldDocument) {
     make_dir(std::string(kFile) + ".new");  // nothing can be written beside the file
     clear_log();
     EXPECT_EQ(write({{"a", "2"}}), 3U);
-    expect_log({E("save /persist/factoryinfo.xml failed Is a directory")});
-    remove(std::string(kFile) + ".new");
-    link_to_full(std::string(kFile) + ".new");
-    EXPECT_EQ(write({{"a", "2"}}), 3U);
+    expect_log({E("save /persist/factoryinfo.xml failed File exists")});
     EXPECT_EQ(read_file_text(kFile), before);
+    remove(std::string(kFile) + ".new");
+    write_file("/persist/other", "another's");
+    make_link(std::string(kFile) + ".new", "other");  // a link at that name is not followed
+    EXPECT_EQ(write({{"a", "2"}}), 0U);
+    EXPECT_EQ(read_file_text("/persist/other"), "another's");
+    EXPECT_FALSE(exists(std::string(kFile) + ".new"));
 }
 
 TEST_F(FactoryInfo, LivesInTheOtherPersistDirectoryWhenThereIsNone) {

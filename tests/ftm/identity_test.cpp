@@ -44,13 +44,14 @@ TEST_F(IdentityTest, AddressesAreStoredWithTheirModesAndReadBack) {
                 D("0x23 "), D("0x45 "), D("0x67 "), D("0x89 "), D("0xAB ")});
 }
 
-TEST_F(IdentityTest, RefusedAddressesLeaveTheFileEmpty) {
+TEST_F(IdentityTest, ARefusedOwnerKeepsTheOldAddressAndAMulticastOneEmptiesIt) {
     write_file(kWifiFile, "wifiaddr:0x00 0x01 0x02 0x03 0x04 0x05 ");
     EXPECT_EQ(ftm("WriteWifimac", hex("01 23 45 67 89 ab")).status, 4) << "multicast";
     EXPECT_EQ(read_file_text(kWifiFile), "");
     write_file("/etc/group", "root:x:0:\n");
+    write_bytes(kBtFile, hex("01 00 06 0a 0b 0c 0d 0e 0f"));
     EXPECT_EQ(ftm("WriteBTmac", hex("00 01 02 03 04 05")).status, 2) << "no owner";
-    EXPECT_EQ(read_file_text(kBtFile), "");
+    EXPECT_EQ(ftm("ReadBTmac").first(6), hex("0a 0b 0c 0d 0e 0f"));
     expect_log({E("writing bt mac error!!!change bluetooth uid/gid failed!!!")});
 }
 

@@ -227,7 +227,7 @@ TEST_F(FaultTest, StatusNamesTheStepThatFailed) {
     const Case cases[] = {
         {"WriteWifimac", Call::kOpen, EACCES, 2},   {"WriteWifimac", Call::kWrite, ENOSPC, 3},
         {"WriteWifimac", Call::kWrite, 0, 3},       {"WriteWifimac", Call::kFsync, EIO, 4},
-        {"WriteWifimac", Call::kClose, EIO, 0},     {"ReadWifimac", Call::kOpen, EACCES, 2},
+        {"WriteWifimac", Call::kClose, EIO, 4},     {"ReadWifimac", Call::kOpen, EACCES, 2},
         {"WriteBTmac", Call::kOpen, EACCES, 2},     {"WriteOMADM", Call::kOpen, EACCES, 1},
         {"WriteOMADM", Call::kWrite, 0, 1},         {"WriteOMADM", Call::kFsync, EIO, 1},
         {"WriteOMADM", Call::kClose, EIO, 1},       {"WriteCountryCode", Call::kOpen, EACCES, 1},
