@@ -93,7 +93,7 @@ bool parse_request(RequestView request, bool with_values, const char* name, Info
 
 // False when the file cannot be read whole.
 bool read_document(const char* path, std::string* document) {
-    const UniqueFd file(device_open(path, O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(device_open(path, kReadFlags));
     char chunk[4096];
     ssize_t count = file.ok() ? 1 : -1;
     while (count > 0 && document->size() < kReadLimit) {

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -15,6 +17,7 @@
 #include "packet/diag_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
+#include "support/files.h"
 
 namespace {
 constexpr const char* kKeyboxFile = "/mnt/vendor/persist/keybox/keybox.xml";
@@ -45,13 +48,24 @@ constexpr FactoryCommand kWrite = {
 };
 constexpr size_t kWriteDataOffset = 12;
 
+// Handles that the tool holds; a tool that never closes must not use up what clients need.
+constexpr int kFree = -1;
+std::array<int, 16> handles = {kFree, kFree, kFree, kFree, kFree, kFree, kFree, kFree,
+                               kFree, kFree, kFree, kFree, kFree, kFree, kFree, kFree};
+
 // A descriptor of the keybox file, open for writing, or -1, which has been logged.
 int open_keybox() {
-    const int fd = device_open(kKeyboxFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0777);
+    int* const place = std::find(handles.begin(), handles.end(), kFree);
+    int fd = -1;
+    int error = EMFILE;
+    if (place != handles.end()) {
+        fd = device_open(kKeyboxFile, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0777);
+        error = errno;
+    }
     if (fd >= 0) {
+        *place = fd;
         return fd;
     }
-    const int error = errno;
     ALOGE("fd: %d, errno:%d \n", fd, error);
     char text[kErrorTextSize] = {};
     if (snprintf(text, sizeof(text), "%s", strerror(error)) >= static_cast<int>(sizeof(text))) {
@@ -71,6 +85,9 @@ bool was_keybox_descriptor(int fd) {
 }
 
 bool is_keybox_descriptor(int fd) {
+    if (std::find(handles.begin(), handles.end(), fd) == handles.end()) {
+        return false;
+    }
     struct stat handle = {};
     struct stat keybox = {};
     if (fstat(fd, &handle) != 0) {
@@ -80,6 +97,14 @@ bool is_keybox_descriptor(int fd) {
         return was_keybox_descriptor(fd);
     }
     return device_stat(kKeyboxFile, &keybox) == 0 && handle.st_dev == keybox.st_dev && handle.st_ino == keybox.st_ino;
+}
+
+// Closes a handle that is one. False: what was written through it may not outlive a power cut.
+bool close_keybox(int fd) {
+    *std::find(handles.begin(), handles.end(), fd) = kFree;
+    const bool synced = device_fsync(fd) == 0 && sync_directory_of(kKeyboxFile);
+    const bool no_disk = !synced && errno == EINVAL;  // a device in the file's place
+    return close(fd) == 0 && (synced || no_disk);
 }
 
 // Writes the whole of `data` at `offset`. False when the position or a write was refused.
@@ -130,7 +155,7 @@ void* factory_diag_close_handler(const void* request, uint16_t length) {
         ALOGE("%s: file handler error!\n", kClose.name);
         return factory_end(rsp, kFactoryError);
     }
-    if (!is_keybox_descriptor(handle) || close(handle) != 0) {
+    if (!is_keybox_descriptor(handle) || !close_keybox(handle)) {
         ALOGE("%s: close file failed!\n", kClose.name);
         return factory_end(rsp, kFactoryError);
     }

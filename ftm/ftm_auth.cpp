@@ -7,6 +7,7 @@
 #include <openssl/rsa.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -58,15 +59,17 @@ std::string draw_challenge() {
     srand(static_cast<unsigned int>(time(nullptr)));
     char digits[16] = {};
     (void)snprintf(digits, sizeof(digits), "%06d", rand() % 1000000);
-    return sha256_hex(digits, strlen(digits)).substr(0, kChallengeSize);
+    std::string digest = sha256_hex(digits, strlen(digits));
+    digest.resize(std::min(digest.size(), kChallengeSize));
+    return digest;
 }
 
 // Base64 as the tool's decoder takes it: lines of 64 characters, each ended by a line feed. `out` has room for the
-// text (350 characters for a cipher) and its terminator.
-void encode_cipher(const unsigned char* cipher, unsigned char* out) {
+// text (350 characters for a cipher) and its terminator. False: it could not be encoded.
+bool encode_cipher(const unsigned char* cipher, unsigned char* out) {
     const Openssl<EVP_ENCODE_CTX> context(EVP_ENCODE_CTX_new());
     if (!context) {
-        return;
+        return false;
     }
     int length = 0;
     int tail = 0;
@@ -74,6 +77,7 @@ void encode_cipher(const unsigned char* cipher, unsigned char* out) {
     (void)EVP_EncodeUpdate(context.get(), out, &length, cipher, kRsaCipherSize);  // fails for no length of ours
     EVP_EncodeFinal(context.get(), out + length, &tail);
     out[length + tail] = 0;
+    return true;
 }
 
 unsigned char issue_challenge(const char* name, unsigned char* rsp_msg) {
@@ -81,13 +85,12 @@ unsigned char issue_challenge(const char* name, unsigned char* rsp_msg) {
     unsigned char plain[kChallengeSize] = {};
     (void)challenge.copy(reinterpret_cast<char*>(plain), sizeof(plain));
     unsigned char cipher[kRsaCipherSize] = {};
-    const int length = public_encrypt(plain, sizeof(plain), kAuthPublicKey, cipher);
+    const int length = challenge.empty() ? -1 : public_encrypt(plain, sizeof(plain), kAuthPublicKey, cipher);
     if (length < 0) {
         return kFtmFailure;
     }
     ALOGD("%s: rand_encrypted_length: %d\n", name, length);
-    encode_cipher(cipher, rsp_msg);
-    return kFtmSuccess;
+    return encode_cipher(cipher, rsp_msg) ? kFtmSuccess : kFtmFailure;
 }
 
 // `answer` is the whole argument text: the mode byte, then the digits.

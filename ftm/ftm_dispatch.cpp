@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "factory/factory_info.h"
 #include "ftm/ftm_command.h"
@@ -65,6 +66,16 @@ struct FtmResultBlock {
         rsp_msg[kFtmMsgSize + 8];  // a certificate request fills its u16 length, 4093 bytes and two terminators
 };
 
+// Runs a row's handler. Memory that is short fails the command, not the service.
+void run_row(FtmCommandHandler* handler, const FtmRequest& request, FtmResultBlock* result) {
+    try {
+        (void)handler(request.cmd, request.args, result->rsp_msg, &result->rsp_status);
+    } catch (const std::bad_alloc&) {
+        ALOGE("%s: out of memory\n", request.cmd);
+        result->rsp_status = kFtmFailure;
+    }
+}
+
 // Allocates a response for a dispatcher and clears what lies behind its header. Null: logged.
 uint8_t* ftm_response(const char* name, uint16_t command, unsigned size) {
     auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kFtmSubsystem, command, size));
@@ -90,7 +101,7 @@ void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
         ALOGD(
             "ftm_diag_req_cmd_map[%d].cmd = %s,ftm_diag_req_pkt.cmd = %s,strlen(ftm_diag_req_cmd_map[%d].cmd) = %zu\n",
             static_cast<int>(i), row.cmd, request.cmd, static_cast<int>(i), strlen(row.cmd));
-        (void)row.handler(request.cmd, request.args, result.rsp_msg, &result.rsp_status);
+        run_row(row.handler, request, &result);
         handled = true;
     }
     if (!handled) {
@@ -144,7 +155,7 @@ void ftm_diag_req_ext_process(const void* req, uint16_t req_len, uint8_t* rsp) {
         if (strncasecmp(row.cmd, request.cmd, strlen(row.cmd)) != 0) {
             continue;
         }
-        (void)row.handler(request.cmd, request.args, result.rsp_msg, &result.rsp_status);
+        run_row(row.handler, request, &result);
         rsp[kStatusOffset] = result.rsp_status;
         copy_message(row.copy, result, rsp);
         is_diag_handled = true;

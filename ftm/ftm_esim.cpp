@@ -31,13 +31,18 @@ unsigned char length_reason(unsigned char length) {
     return length > kMaxPassword ? kReasonTooLong : kReasonNone;
 }
 
-// What is stored of a password (its length byte, then its bytes).
+// What is stored of a password (its length byte, then its bytes). Empty: it could not be computed, and is neither
+// stored nor matched.
 std::string stored_digest(const unsigned char* req_args) {
     const std::string password(reinterpret_cast<const char*>(req_args + 1),
                                strnlen(reinterpret_cast<const char*>(req_args + 1), req_args[0]));
+    const std::string inner = sha256_hex(password.data(), password.size());
     char digits[kMd5Digits + 1] = {};
-    ftm_diag_orb_md5(sha256_hex(password.data(), password.size()).c_str(), digits);
-    return std::string(digits).substr(kStoredFrom, kStoredSize);
+    if (!inner.empty()) {
+        ftm_diag_orb_md5(inner.c_str(), digits);
+    }
+    const std::string text = digits;
+    return text.size() == kMd5Digits ? text.substr(kStoredFrom, kStoredSize) : "";
 }
 
 // Reads the record (at most kCfgValueSize characters). False when no password is stored.
@@ -59,7 +64,8 @@ unsigned char write_password(const unsigned char* req_args) {
     if (read_stored(&stored)) {
         return kReasonSetOrUnset;
     }
-    return cfg_set(kRecord, stored_digest(req_args).c_str()) < 0 ? kReasonStoreOrMismatch : kReasonNone;
+    const std::string digest = stored_digest(req_args);
+    return digest.empty() || cfg_set(kRecord, digest.c_str()) < 0 ? kReasonStoreOrMismatch : kReasonNone;
 }
 
 unsigned char check_password(const unsigned char* req_args) {
@@ -71,7 +77,8 @@ unsigned char check_password(const unsigned char* req_args) {
     if (!read_stored(&stored)) {
         return kReasonSetOrUnset;
     }
-    return stored.substr(0, kStoredSize) == stored_digest(req_args) ? kReasonNone : kReasonStoreOrMismatch;
+    const std::string digest = stored_digest(req_args);
+    return !digest.empty() && stored.substr(0, kStoredSize) == digest ? kReasonNone : kReasonStoreOrMismatch;
 }
 
 // What writing and checking share: both report by the reason alone.

@@ -8,6 +8,7 @@
 #include "packet/diag_packet.h"
 #include "platform/include/handles.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 #include "support/shell.h"
 
 namespace {
@@ -17,7 +18,9 @@ constexpr int kResponseFileMax = 4093;
 }  // namespace
 
 bool read_file_content(const char* path, unsigned char* area) {
-    const UniqueStream file(device_fopen(path, "re"));
+    UniqueFd fd(device_open(path, kReadFlags));
+    const UniqueStream file(fd.ok() ? fdopen(fd.get(), "r") : nullptr);
+    (void)(file ? fd.release() : 0);  // the stream closes it
     if (!file) {
         ALOGD("%s: failed to open file, reason: %s\n", __func__, strerror(errno));
         return false;

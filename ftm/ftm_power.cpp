@@ -158,7 +158,7 @@ int ftm_diag_req_cmd_dload(const char*, const unsigned char*, unsigned char*, un
 
 int reset_apdp_data_from_nonhlos(int mini) {
     const char* image = mini == 1 ? kApdpMiniImage : kApdpFullImage;
-    const UniqueFd source(device_open(image, O_RDONLY | O_CLOEXEC));
+    const UniqueFd source(device_open(image, kReadFlags));
     if (!source.ok()) {
         ALOGD("%s: failed to open APDP file %s errno: %d!\n", __func__, image, errno);
         return -1;

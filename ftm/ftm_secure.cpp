@@ -64,7 +64,7 @@ UniqueFd open_logged(const char* name, const char* path) {
     if (*path == '\0') {
         errno = ENOENT;
     } else {
-        image = UniqueFd(device_open(path, O_RDONLY | O_CLOEXEC));
+        image = UniqueFd(device_open(path, kReadFlags));
     }
     if (!image.ok()) {
         ALOGD("%s: failed to open file %s errno: %d!\n", name, path, errno);
@@ -151,7 +151,7 @@ int ftm_diag_req_cmd_readfuse(const char*, const unsigned char* req_args, unsign
     if (fuse == nullptr) {
         return 0;
     }
-    const UniqueFd node(device_open(fuse->path, O_RDONLY | O_CLOEXEC));
+    const UniqueFd node(device_open(fuse->path, kReadFlags));
     if (!node.ok()) {
         ALOGD("%s: failed to open %s!\n", __func__, fuse->path);
         return 0;
@@ -195,7 +195,7 @@ int ftm_diag_req_cmd_tokbackup(const char*, const unsigned char* req_args, unsig
         ALOGE("mkdir failed: %s, errno = %d", directory.c_str(), errno);
         return 0;
     }
-    UniqueFd source = open_token_file(kTokenFile, O_RDONLY);
+    UniqueFd source = open_token_file(kTokenFile, O_RDONLY | O_NONBLOCK);
     if (!source.ok()) {
         return 0;
     }

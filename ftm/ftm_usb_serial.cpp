@@ -28,7 +28,7 @@ constexpr size_t kStatusOffset = 8;
 constexpr size_t kSerialOffset = 10;
 
 std::string gadget_serial(const char* name) {
-    const UniqueFd node(device_open(kGadgetNode, O_RDONLY | O_CLOEXEC));
+    const UniqueFd node(device_open(kGadgetNode, kReadFlags));
     if (!node.ok()) {
         ALOGD("%s: failed to open %s\n", name, kGadgetNode);
         return "";
@@ -39,7 +39,7 @@ std::string gadget_serial(const char* name) {
 }
 
 std::string cmdline_serial(const char* name) {
-    const UniqueFd file(device_open(kCmdline, O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(device_open(kCmdline, kReadFlags));
     if (!file.ok()) {
         ALOGD("%s: failed to open %s\n", name, kCmdline);
         return "";
@@ -61,7 +61,7 @@ std::string cmdline_serial(const char* name) {
 }
 
 std::string bootconfig_serial() {
-    const UniqueFd file(device_open(kBootconfig, O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(device_open(kBootconfig, kReadFlags));
     if (!file.ok()) {
         ALOGE("open bootconfig failed\n");
         return "";

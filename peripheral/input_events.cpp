@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -51,6 +52,17 @@ bool add_device(UniqueFd fd, InputCallback* callback, void* data) {
     return true;
 }
 
+// Takes a device that will never have anything again out of what is waited for. Its entry stays, so that the indices of
+// the others do.
+void forget_device(int fd) {
+    for (uint32_t i = 0; i < ev_used; ++i) {
+        if (ev_fds[i].fd == fd) {
+            ev_fds[i] = {-1, 0, 0};
+            (void)close(fd);
+        }
+    }
+}
+
 }  // namespace
 
 int ev_init(InputCallback* callback, void* data) {
@@ -75,9 +87,11 @@ int ev_wait(int timeout) { return poll(ev_fds, ev_used, timeout) > 0 ? 0 : -1; }
 
 void ev_dispatch() {
     for (uint32_t i = 0; i < ev_used; ++i) {
-        const struct pollfd& entry = ev_fds[i];
+        const struct pollfd entry = ev_fds[i];  // the callback may find that the device has ended
         if (ev_handlers[i].callback != nullptr && (entry.revents & entry.events) != 0) {
             (void)ev_handlers[i].callback(entry.fd, entry.revents, ev_handlers[i].data);
+        } else if ((entry.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
+            forget_device(entry.fd);
         }
     }
 }
@@ -86,7 +100,11 @@ int ev_get_input(int fd, short events, InputEvent* event) {
     if ((events & POLLIN) == 0) {
         return -1;
     }
-    return read(fd, event, sizeof(*event)) == static_cast<ssize_t>(sizeof(*event)) ? 0 : -1;
+    const ssize_t count = read(fd, event, sizeof(*event));
+    if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {
+        forget_device(fd);
+    }
+    return count == static_cast<ssize_t>(sizeof(*event)) ? 0 : -1;
 }
 
 uint32_t ev_count() { return ev_used; }

@@ -31,7 +31,7 @@ int ev_wait(int timeout);
 // Calls the callback of every device that has something.
 void ev_dispatch();
 
-// Reads one record. 0, or -1 when there is none.
+// Reads one record. 0, or -1 when there is none. A device that has ended or hung up is watched no longer.
 int ev_get_input(int fd, short events, InputEvent* event);
 
 // Number of watched devices.

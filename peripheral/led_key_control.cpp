@@ -60,7 +60,6 @@ constexpr DiagDispatchTable key_check_recovery = diag_table(kKeySubsystem, key_e
 std::atomic<uint32_t> key_62_seen{0};  // 0, or the key's code once it has been seen
 std::atomic<uint32_t> key_61_seen{0};
 std::atomic<uint32_t> key_60_seen{0};
-std::atomic<uint32_t> keys_complete{0};
 bool key_loop_not_started = true;  // the handlers' own
 
 // The text that a packet carries behind its header, for the log.
@@ -106,6 +105,9 @@ uint8_t leave_led_mode(const char* name) {
     return write_led_mode(name, node, kExitMode, sizeof(kExitMode));
 }
 
+// Asked for when it is wanted: no press can fall between a key's word and a flag made of all three.
+bool keys_complete() { return key_62_seen == 62 && key_61_seen == 61 && key_60_seen == 60; }
+
 // Kept: every key request adds the devices again until the key thread runs.
 void watch_keys() {
     if (key_loop_not_started) {
@@ -114,7 +116,6 @@ void watch_keys() {
 }
 
 void forget_keys() {
-    keys_complete = 0;
     key_62_seen = 0;
     key_61_seen = 0;
     key_60_seen = 0;
@@ -245,7 +246,7 @@ void* ftm_diag_key_check_dispatch(const void*, uint16_t length) {
     watch_keys();
     ALOGD("%s:PM_KEY e\n", __func__);
     ALOGD("%s: PM_KEY entry write entry mode!\n", __func__);
-    const bool complete = keys_complete != 0;
+    const bool complete = keys_complete();
     ALOGD("PM_KEY -----dm-----  ftmkey_success is %s\n", complete ? "true" : "false");
     rsp[4] = complete ? 0 : 1;
     rsp[5] = complete ? kAllKeysSeen : 0;
@@ -263,8 +264,7 @@ int input_key_callback(int fd, short events, void*) {
     if (event.type == kEventTypeKey) {
         note_key(event.code);
     }
-    keys_complete = key_62_seen == 62 && key_61_seen == 61 && key_60_seen == 60 ? 1 : 0;
-    ALOGD("PM_KEY FTM ftmkey_success is %s\n", keys_complete != 0 ? "true" : "false");
+    ALOGD("PM_KEY FTM ftmkey_success is %s\n", keys_complete() ? "true" : "false");
     return 0;
 }
 

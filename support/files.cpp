@@ -12,34 +12,59 @@
 namespace {
 
 constexpr size_t kReadFileChunk = 4096;
+constexpr off_t kFileItemMax = 64 << 10;  // far more than any of the texts that are read whole
 constexpr size_t kTreePathSize = 100;
 constexpr size_t kPersistPathSize = 128;
 
 // The two loggers of a whole-file read: one writes to the log, its twin to standard output.
 enum class FileItemTrace { kLog, kStdout };
 
-char* file_item_read(FILE* file, uint32_t* len, FileItemTrace trace) {
-    (void)fseek(file, 0, SEEK_END);
-    const long size = ftell(file);
+void trace_line(FileItemTrace trace, const char* text) {
     if (trace == FileItemTrace::kLog) {
-        ALOGE("FileLen = %d\n", static_cast<int>(size));
+        ALOGE("%s", text);
     } else {
-        printf("FileLen = %d\n", static_cast<int>(size));
+        (void)fputs(text, stdout);
     }
-    const bool sensible = size >= 0 && size < INT32_MAX;  // a directory is endless
-    char* content = sensible ? static_cast<char*>(calloc(static_cast<size_t>(size) + 1, 1)) : nullptr;
-    if (content == nullptr) {
-        if (trace == FileItemTrace::kLog) {
-            ALOGE("4Exit WIFI_ReadAddr:open file ERROR");
-        } else {
-            (void)fputs("4Exit WIFI_ReadAddr:open file ERROR", stdout);
+}
+
+// The size of a file as its reader has room for it: 0 for what is no regular file (kernel nodes are), -1 for a
+// directory.
+long readable_size(int fd) {
+    struct stat st = {};
+    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+        return -1;
+    }
+    return S_ISREG(st.st_mode) ? static_cast<long>(std::min<off_t>(st.st_size, kFileItemMax)) : 0;
+}
+
+// Reads until `size` bytes, the end or an error, which is told by a negative result.
+ssize_t read_up_to(int fd, char* out, size_t size) {
+    size_t total = 0;
+    while (total < size) {
+        const ssize_t count = read_once(fd, out + total, size - total);
+        if (count <= 0) {
+            return count < 0 ? count : static_cast<ssize_t>(total);
         }
+        total += static_cast<size_t>(count);
+    }
+    return static_cast<ssize_t>(total);
+}
+
+char* file_item_read(const UniqueFd& file, uint32_t* len, FileItemTrace trace) {
+    char line[32];
+    const off_t end = lseek(file.get(), 0, SEEK_END);
+    (void)snprintf(line, sizeof(line), "FileLen = %d\n", static_cast<int>(end));
+    trace_line(trace, line);
+    (void)lseek(file.get(), 0, SEEK_SET);
+    const long size = readable_size(file.get());
+    UniqueText content(size >= 0 ? static_cast<char*>(calloc(static_cast<size_t>(size) + 1, 1)) : nullptr);
+    // A node may yield less than its nominal size; one that cannot be read yields nothing to go by.
+    if (content == nullptr || read_up_to(file.get(), content.get(), static_cast<size_t>(size)) < 0) {
+        trace_line(trace, "4Exit WIFI_ReadAddr:open file ERROR");
         return nullptr;
     }
-    rewind(file);
-    (void)fread(content, 1, static_cast<size_t>(size), file);  // a node may yield less than its nominal size
     *len = static_cast<uint32_t>(size);
-    return content;
+    return content.release();
 }
 
 ssize_t read_chunk(int fd, char (&chunk)[kReadFileChunk]) {
@@ -75,12 +100,12 @@ int open_exact_mode(const char* path, int flags, mode_t mode) {
 
 ssize_t read_short_text(const char* path, char* out, size_t max) {
     memset(out, 0, max + 1);
-    const UniqueFd file(device_open(path, O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(device_open(path, kReadFlags));
     return file.ok() ? read_once(file.get(), out, max) : kTextNotOpened;
 }
 
 int proc_read(const char* path, char* buf) {
-    const UniqueFd node(device_open(path, O_RDONLY | O_CLOEXEC));
+    const UniqueFd node(device_open(path, kReadFlags));
     if (!node.ok()) {
         ALOGE("proc_read %s failed!!!\r\n", path);
         buf[0] = '\0';
@@ -92,7 +117,7 @@ int proc_read(const char* path, char* buf) {
 }
 
 int read_file(const char* path, char* out, uint32_t size) {
-    const UniqueFd file(device_open(path, O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(device_open(path, kReadFlags));
     if (!file.ok()) {
         ALOGE("file(%s) open fail, error=%s\n", path, strerror(errno));
         return -1;
@@ -124,18 +149,18 @@ int read_file(const char* path, char* out, uint32_t size) {
 
 char* GetConfFileItem(const char* path, uint32_t* len) {
     *len = 0;
-    const UniqueStream file(device_fopen(path, "rbe"));
-    return file ? file_item_read(file.get(), len, FileItemTrace::kLog) : nullptr;
+    const UniqueFd file(device_open(path, kReadFlags));
+    return file.ok() ? file_item_read(file, len, FileItemTrace::kLog) : nullptr;
 }
 
 char* ftm_GetConfFileItem(const char* path, uint32_t* len) {
     *len = 0;
-    const UniqueStream file(device_fopen(path, "rbe"));
-    if (!file) {
+    const UniqueFd file(device_open(path, kReadFlags));
+    if (!file.ok()) {
         ALOGE("2Exit ERI_File_Read:open fail");
         return nullptr;
     }
-    return file_item_read(file.get(), len, FileItemTrace::kStdout);
+    return file_item_read(file, len, FileItemTrace::kStdout);
 }
 
 int ftm_diag_delete_file(const char* path) {
@@ -211,12 +236,12 @@ bool write_in_one(int fd, const void* data, size_t size) {
     return count == static_cast<ssize_t>(size);
 }
 
+}  // namespace
+
 bool sync_directory_of(const std::string& path) {
     const UniqueFd dir(device_open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return dir.ok() && device_fsync(dir.get()) == 0;
 }
-
-}  // namespace
 
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size) {
     if (!write_in_one(fd.get(), data, size)) {

@@ -1,6 +1,7 @@
 // Files, nodes and the persist directory. The limits are what the factory tool sees.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -9,6 +10,9 @@
 #include <string>
 
 #include "platform/include/handles.h"
+
+// How files and nodes are opened for reading: a FIFO in the place of one does not hold up the service.
+constexpr int kReadFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
 
 constexpr size_t kProcReadSize = 20;  // buffer of proc_read
 
@@ -20,8 +24,8 @@ int proc_read(const char* path, char* buf);
 // `out` untouched. Returns 0, or -1 when the file cannot be opened.
 int read_file(const char* path, char* out, uint32_t size);
 
-// Reads a whole file into a new terminated buffer and stores its size in `*len`. Returns null, with `*len` 0, when it
-// cannot be opened; the caller frees.
+// Reads a whole file (a regular file or a kernel node; at most 64 KiB of it) into a new terminated buffer and stores
+// its size in `*len`. Returns null, with `*len` 0, when it cannot be opened or read; the caller frees.
 char* GetConfFileItem(const char* path, uint32_t* len);
 
 // The same, with its progress on standard output.
@@ -45,6 +49,9 @@ std::string persist_path(const char* suffix);
 enum class WriteStep { kDone, kWriteFailed, kSyncFailed, kCloseFailed, kRenameFailed, kNotDurable };
 // Writes `size` bytes in one call (a short write is a failure), synchronises and closes. Closes in every case.
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size);
+
+// Synchronises the directory of a file, so that the file's name outlives a power cut. False: errno tells.
+bool sync_directory_of(const std::string& path);
 
 // A file whose content is being replaced as a whole: what is written lies beside it until commit() puts it in place in
 // one step, so that a failure, a full disk or a power cut leaves the old content. An existing file keeps its mode and

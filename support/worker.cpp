@@ -3,40 +3,89 @@
 
 #include <pthread.h>
 
-#include <atomic>
+#include <array>
+#include <cerrno>
 #include <memory>
+#include <mutex>
+#include <new>
 
 namespace {
 
-std::atomic<unsigned> running_workers{0};
+constexpr size_t kMaxKinds = 16;  // more than the daemon has
+constexpr unsigned kMaxOfKind = 16;
+
+// Workers that have not ended yet, by what they do.
+struct WorkerKind {
+    WorkerBody* body = nullptr;
+    unsigned running = 0;
+};
+std::mutex workers_mutex;
+std::array<WorkerKind, kMaxKinds> worker_kinds;
 
 struct WorkerStart {
     WorkerBody* body;
     void* arg;
 };
 
+// The row of a body, or one that is free for it; null when there is neither.
+WorkerKind* kind_of(const WorkerBody* body) {
+    WorkerKind* free_row = nullptr;
+    for (WorkerKind& kind : worker_kinds) {
+        if (kind.body == body) {
+            return &kind;
+        }
+        free_row = free_row == nullptr && kind.running == 0 ? &kind : free_row;
+    }
+    return free_row;
+}
+
+bool count_in(WorkerBody* body) {
+    const std::scoped_lock lock(workers_mutex);
+    WorkerKind* const kind = kind_of(body);
+    if (kind == nullptr || kind->running == kMaxOfKind) {
+        return false;
+    }
+    kind->body = body;
+    ++kind->running;
+    return true;
+}
+
+void count_out(const WorkerBody* body) {
+    const std::scoped_lock lock(workers_mutex);
+    --kind_of(body)->running;
+}
+
 void* run_worker(void* start) {
     const std::unique_ptr<WorkerStart> own(static_cast<WorkerStart*>(start));
     (void)own->body(own->arg);
-    --running_workers;
+    count_out(own->body);
     return nullptr;
 }
 
-}  // namespace
-
-int start_worker(WorkerBody* body, void* arg, pthread_t* thread) {
-    auto start = std::make_unique<WorkerStart>(WorkerStart{body, arg});
+int start_detached(WorkerStart* start, pthread_t* id) {
     pthread_attr_t attr;
     if (const int error = pthread_attr_init(&attr); error != 0) {
         return error;
     }
     (void)pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);  // cannot fail with this value
-    ++running_workers;
-    pthread_t id{};
-    const int error = pthread_create(&id, &attr, run_worker, start.get());
+    const int error = pthread_create(id, &attr, run_worker, start);
     (void)pthread_attr_destroy(&attr);
-    if (error != 0) {
-        --running_workers;
+    return error;
+}
+
+}  // namespace
+
+int start_worker(WorkerBody* body, void* arg, pthread_t* thread) {
+    std::unique_ptr<WorkerStart> start(new (std::nothrow) WorkerStart{body, arg});
+    if (start == nullptr) {
+        return ENOMEM;
+    }
+    if (!count_in(body)) {
+        return EAGAIN;
+    }
+    pthread_t id{};
+    if (const int error = start_detached(start.get(), &id); error != 0) {
+        count_out(body);
         return error;
     }
     (void)start.release();  // the thread frees it
@@ -46,4 +95,11 @@ int start_worker(WorkerBody* body, void* arg, pthread_t* thread) {
     return 0;
 }
 
-unsigned workers_running() { return running_workers; }
+unsigned workers_running() {
+    const std::scoped_lock lock(workers_mutex);
+    unsigned running = 0;
+    for (const WorkerKind& kind : worker_kinds) {
+        running += kind.running;
+    }
+    return running;
+}
