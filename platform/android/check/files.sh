@@ -26,6 +26,7 @@ sed '/^#/d' $check/policy_base.m4 >"$tmp/base"
 {
     cat "$tmp/base"
     m4 $check/policy_macros.m4 platform/android/vendordiag.te
+    cat $check/neverallow.te
     echo "user u roles { r };"
     echo "sid kernel u:r:kernel"
 } >"$tmp/policy.conf"
@@ -43,6 +44,19 @@ for contexts in file_contexts property_contexts; do
     done <platform/android/$contexts
 done
 grep -q '^service vendordiag /vendor/bin/vendordiag$' platform/android/vendordiag.rc || fail "vendordiag.rc: no service"
+granted=$(sed -n 's/^allow vendordiag self:capability { \(.*\) };/\1/p' platform/android/vendordiag.te | tr a-z A-Z)
+grep -q "^    capabilities $granted\$" platform/android/vendordiag.rc || fail "capabilities: policy $granted, service others"
+
+for room in $(sed -n 's/^foreach(room \(.*\))$/\1/p' CMakeLists.txt) platform/android platform/posix; do
+    grep -q "\"$room/\*.cpp\"," Android.bp || fail "Android.bp does not compile $room"
+done
+
+# The product's key goes in as it is; the development key does so with a warning; what is no key stops the build.
+key() { platform/android/auth_key.sh keys/auth_dev_public.pem ftm/ftm_auth_key.cpp.in "$1" 2>"$tmp/said"; }
+sed '2s/.$/+/' keys/auth_dev_public.pem >"$tmp/product.pem"
+key "$tmp/product.pem" | grep -qF "$(sed -n 2p "$tmp/product.pem")" && [ ! -s "$tmp/said" ] || fail "the product's key"
+key keys/auth_dev_public.pem >"$tmp/source" && grep -q WARNING "$tmp/said" || fail "the development key goes in unnoticed"
+! key README.md >"$tmp/source" || fail "README.md goes in as a key"
 
 [ $failed -eq 0 ] && echo "files: build file, policy and contexts are well formed"
 exit $failed

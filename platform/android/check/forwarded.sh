@@ -1,6 +1,6 @@
 #!/bin/sh
 # Runs a daemon that is linked with the phone's forwarders with a simulated phone as its root directory, with the
-# capabilities that vendordiag.rc gives it and the host's programs below /usr:
+# group and capabilities that vendordiag.rc gives it and the host's programs below /usr:
 #     VENDORDIAG_ROOT=PHONE forwarded.sh DAEMON
 # As root. Everything is mounted in a mount namespace of its own and gone when the daemon ends.
 set -eu
@@ -19,8 +19,9 @@ for file in /dev/null /dev/full "$1"; do
     mount --bind "$file" "$inside"
 done
 # The kernel's power call needs SYS_BOOT, which this daemon does not get: its power calls are the simulated phone's.
-capabilities=$(sed -n 's/^ *capabilities //p' "$(dirname "$0")/../vendordiag.rc" | tr 'A-Z ' 'a-z,' | sed 's/,\?sys_boot//')
+capabilities=$(sed -n 's/^ *capabilities //p' "$(dirname "$0")/../vendordiag.rc" | sed 's/ *SYS_BOOT//; s/ /,+/g' | tr A-Z a-z)
+bluetooth=$(sed -n 's/^bluetooth:x:\([0-9]*\):.*/\1/p' "$root/etc/group")
 umask 077 # as init's
 exec chroot "$root" /usr/bin/env -i PATH=/system/bin:/vendor/bin:/usr/bin VENDORDIAG_ROOT=/ \
     VENDORDIAG_POWER="${VENDORDIAG_POWER-exit}" \
-    setpriv --bounding-set="-all,+$(echo "$capabilities" | sed 's/,/,+/g')" --inh-caps=-all "/dev/${1##*/}"
+    setpriv --groups "0,$bluetooth" --bounding-set="-all,+$capabilities" --inh-caps=-all "/dev/${1##*/}"

@@ -26,6 +26,7 @@ sed -i 's/^bluetooth:.*/bluetooth:x:3003:/' "$phone/etc/group"
 printf '%s\n' '#!/bin/sh' 'for fd in 3 4 5 6 7 8 9; do { true <&$fd; } 2>/dev/null && given="$given $fd"; done' 'echo "given:$given."' \
     >"$phone/vendor/bin/st_seid"
 chmod +x "$phone/vendor/bin/st_seid"
+rm "$phone/mnt/vendor/persist/.bt_nv.bin"
 VENDORDIAG_ROOT=$phone platform/android/check/forwarded.sh "$daemon" >"$work/out" 2>"$work/log" 9<"$0" &
 pid=$!
 ask() { "$client" --connect "unix:$phone/.sim/diag" "$@"; }
@@ -34,12 +35,16 @@ for _ in $(seq 100); do
     sleep 0.1
 done
 ask run docs/plans/smoke.plan >"$work/smoke" || fail "smoke.plan: $(cat "$work/smoke")"
-ask run docs/plans/provisioning.plan >"$work/plan" || fail "provisioning.plan: $(cat "$work/plan")"
+# TokBackup's directory has no search bit: without DAC_OVERRIDE it cannot be entered (docs/porting.md).
+sed /TokBackup/d docs/plans/provisioning.plan >"$work/provisioning.plan"
+ask run "$work/provisioning.plan" key="$PWD/keys/auth_dev_private.pem" keybox="$PWD/docs/plans/keybox.xml" >"$work/plan" ||
+    fail "provisioning.plan: $(cat "$work/plan")"
 
 found=$(ask ftm GetNfcCplc 2>&1)
 case $found in *given:.*) ;; *) fail "a program was given descriptors: $found" ;; esac
+ask ftm WriteBTmac 00:11:22:33:44:55 >/dev/null || fail "a Bluetooth address cannot be written twice"
 found=$(stat -c '%u:%g %a' "$phone/mnt/vendor/persist/.bt_nv.bin")
-[ "$found" = "1002:3003 644" ] || fail "owner and mode of the Bluetooth address: $found"
+[ "$found" = "1002:3003 664" ] || fail "owner and mode of the Bluetooth address: $found"
 found=$(find "$phone/mnt/vendor/persist" -name 'factoryinfo*' -type f)
 [ "$found" = "$phone/mnt/vendor/persist/factoryinfo.xml" ] || fail "the information store is $found"
-echo "forwarders: $(tail -n 1 "$work/plan")"
+echo "forwarders: $(tail -n 1 "$work/plan" | sed 's/.*: //')"

@@ -4,6 +4,7 @@ define(`rw_file_perms', `{ getattr open read ioctl lock map append write }')
 define(`rx_file_perms', `{ getattr open read ioctl lock map execute execute_no_trans }')
 define(`create_file_perms', `{ create rename setattr unlink getattr open read ioctl lock map append write }')
 define(`r_dir_perms', `{ open getattr read search ioctl lock }')
+define(`rw_dir_perms', `{ open getattr read search ioctl lock add_name remove_name write }')
 define(`create_dir_perms', `{ create reparent rename rmdir setattr open getattr read search ioctl lock add_name remove_name write }')
 define(`create_socket_perms_no_ioctl', `{ create read write getattr setattr lock append bind connect getopt setopt shutdown }')
 define(`init_daemon_domain', `
