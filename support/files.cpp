@@ -279,8 +279,8 @@ void FileReplacement::open_beside(mode_t mode, Mode exact, const struct stat* ol
     if (!fd_.ok()) {
         beside_.clear();
     } else if (old != nullptr) {
+        (void)fchmod(fd_.get(), old->st_mode & 07777);       // first: another's file is no longer ours to change
         (void)!fchown(fd_.get(), old->st_uid, old->st_gid);  // as far as that may be had
-        (void)fchmod(fd_.get(), old->st_mode & 07777);
     } else if (exact == Mode::kExact) {
         (void)fchmod(fd_.get(), mode);
     }

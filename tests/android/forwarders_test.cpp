@@ -27,6 +27,7 @@ TEST(Forwarders, FilesAndDirectories) {
     ASSERT_EQ(device_mkdir((top + "/dir").c_str(), 0711), 0);
     UniqueFd fd(device_open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0640));
     ASSERT_EQ(write(fd.get(), "longer", 6), 6);
+    EXPECT_EQ(device_fsync(fd.get()), 0);
     ASSERT_EQ(symlink("other", link.c_str()), 0);
     ASSERT_EQ(device_rename(file.c_str(), other.c_str()), 0);
     struct stat st {};
