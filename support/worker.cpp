@@ -28,7 +28,7 @@ struct WorkerStart {
 };
 
 // The row of a body, or one that is free for it; null when there is neither.
-WorkerKind* kind_of(const WorkerBody* body) {
+WorkerKind* kind_of(WorkerBody* body) {
     WorkerKind* free_row = nullptr;
     for (WorkerKind& kind : worker_kinds) {
         if (kind.body == body) {
@@ -50,7 +50,7 @@ bool count_in(WorkerBody* body) {
     return true;
 }
 
-void count_out(const WorkerBody* body) {
+void count_out(WorkerBody* body) {
     const std::scoped_lock lock(workers_mutex);
     --kind_of(body)->running;
 }
