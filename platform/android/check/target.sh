@@ -28,7 +28,7 @@ $(cat "$tmp/diff")"
 readelf -d "$binary" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | sort >"$tmp/libraries"
 {
     awk '!/^#/ { print $1 ".so" }' "$list"
-    printf '%s\n' libc.so.6 libm.so.6 libgcc_s.so.1 libc++.so.1 libc++abi.so.1 libunwind.so.1 ld-linux-x86-64.so.2 \
+    printf '%s\n' libc.so.6 libm.so.6 libgcc_s.so.1 libstdc++.so.6 libc++.so.1 libc++abi.so.1 libunwind.so.1 ld-linux-x86-64.so.2 \
         ld-linux-aarch64.so.1
 } | sort -u >"$tmp/allowed"
 extra=$(comm -23 "$tmp/libraries" "$tmp/allowed")
