@@ -229,8 +229,8 @@ unsigned PhoneTest::mode_of(const std::string& path) const {
 
 void PhoneTest::make_tool(const std::string& path, const std::string& body) {
     const std::string name = fs::path(path).filename();
-    write_file(path,
-               "#!/bin/sh\nprintf '%s\\n' \"" + name + "${*:+ $*}\" >>\"$VENDORDIAG_ROOT/.sim/tool-calls\"\n" + body + "\n");
+    write_file(path, "#!/bin/sh\nprintf '%s\\n' \"" + name + "${*:+ $*}\" >>\"$VENDORDIAG_ROOT/.sim/tool-calls\"\n" +
+                         body + "\n");
     fs::permissions(host(path), fs::perms(0755));
 }
 
