@@ -35,7 +35,7 @@ headers=$(git ls-files -z '*.h' '*.clang-tidy' '*CMakeLists.txt' | xargs -0 cat 
 known() {
     for file in "${files[@]}"; do
         key=$( (echo "$headers" && echo "$file" && cat "$file") | sha256sum | cut -c1-40)
-        commands=$(grep -lF "\"$PWD/$file\"" build/lint/compile_commands.json build/lint/phone/compile_commands.json | head -1)
+        commands=$(grep -lF "\"$PWD/$file\"" build/lint/compile_commands.json build/lint/phone/compile_commands.json | head -1 || true)
         if [ ! -e "$clean/$key" ] && [ -n "$commands" ]; then
             echo "$file $clean/$key ${commands%/*}"
         fi
