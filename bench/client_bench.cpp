@@ -31,12 +31,35 @@ double used(int who) {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// Answers one frame on a fresh connection.
+// What answers the frames that have been read: the error answer to a mark (the request that goes ahead of the
+// client's), the given answer to any other.
+std::vector<uint8_t> answers_to(const uint8_t* bytes, size_t size, const std::vector<uint8_t>& answer) {
+    constexpr uint8_t kBadCommand = 19;
+    std::vector<uint8_t> out;
+    HdlcDecoder decoder;
+    for (size_t used = 0; used < size;) {
+        HdlcEvent event = HdlcEvent::kNone;
+        used += hdlc_decode(&decoder, bytes + used, size - used, &event);
+        size_t packet_size = 0;
+        const uint8_t* packet = hdlc_packet(decoder, &packet_size);
+        if (event == HdlcEvent::kPacket && packet_size > 1 && packet[1] == 255) {
+            std::vector<uint8_t> echo = {kBadCommand};
+            echo.insert(echo.end(), packet, packet + packet_size);
+            hdlc_encode(echo.data(), echo.size(), &out);
+        } else if (event == HdlcEvent::kPacket) {
+            out.insert(out.end(), answer.begin(), answer.end());
+        }
+    }
+    return out;
+}
+
+// Answers what comes in one read on a fresh connection.
 void serve_one(int listener, const std::vector<uint8_t>& answer) {
     const int fd = accept(listener, nullptr, nullptr);
-    char bytes[512];
-    (void)!read(fd, bytes, sizeof(bytes));
-    (void)!write(fd, answer.data(), answer.size());
+    uint8_t bytes[512];
+    const ssize_t got = read(fd, bytes, sizeof(bytes));
+    const std::vector<uint8_t> wire = answers_to(bytes, got > 0 ? static_cast<size_t>(got) : 0, answer);
+    (void)!write(fd, wire.data(), wire.size());
     (void)!read(fd, bytes, sizeof(bytes));
     (void)close(fd);
 }

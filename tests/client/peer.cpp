@@ -94,6 +94,16 @@ Bytes frame(const Bytes& packet) {
     return out;
 }
 
+bool is_mark(const uint8_t* packet, size_t size) {
+    return size == 12 && packet[0] == 75 && packet[1] == 255 && packet[2] == 255 && packet[3] == 255;
+}
+
+Bytes mark_echo(const uint8_t* packet, size_t size) {
+    Bytes echo = {19};
+    echo.insert(echo.end(), packet, packet + size);
+    return frame(echo);
+}
+
 FakePeer::FakePeer(Reply reply) : reply_(std::move(reply)), directory_(temporary_directory()) {
     path_ = directory_ + "/diag";
     sockaddr_un address{};
@@ -152,16 +162,19 @@ void FakePeer::serve_client(int fd) {
             const uint8_t* packet = hdlc_packet(decoder, &size);
             bool hang_up = false;
             Bytes answer;
-            {
+            if (is_mark(packet, size)) {
+                answer = mark_echo(packet, size);
+            } else {
                 const std::lock_guard<std::mutex> lock(turn);
                 requests_.emplace_back(packet, packet + size);
                 answer = reply_(requests_.back(), &hang_up);
             }
             (void)!send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
-            if (!flood_.empty()) {
+            if (!flood_.empty() && !is_mark(packet, size)) {
                 send_flood(fd);
+                return;
             }
-            if (hang_up || !flood_.empty()) {
+            if (hang_up) {
                 return;
             }
         }

@@ -38,8 +38,12 @@ ClientRun run_client(const std::vector<std::string>& arguments, const std::strin
 // A frame as it goes over the wire.
 Bytes frame(const Bytes& packet);
 
-// A peer on a Unix socket. `reply` gets each request packet and gives the bytes to send back as they are; it may close
-// the connection by setting `hang_up`.
+// The request that nobody serves, which goes ahead of every other, and the frame a phone answers it with.
+bool is_mark(const uint8_t* packet, size_t size);
+Bytes mark_echo(const uint8_t* packet, size_t size);
+
+// A peer on a Unix socket, which answers marks by itself and counts none. `reply` gets each request packet and gives
+// the bytes to send back as they are; it may close the connection by setting `hang_up`.
 class FakePeer {
    public:
     using Reply = std::function<Bytes(const Bytes& request, bool* hang_up)>;

@@ -18,6 +18,9 @@
 namespace vdiag {
 namespace {
 
+constexpr uint8_t kFrameEnd = 0x7E;
+constexpr size_t kHeardBytes = 64;
+
 // Waits until `events` hold. False: the deadline has passed.
 bool wait_for(int fd, short events, Deadline deadline) {
     pollfd entry{fd, events, 0};
@@ -128,17 +131,8 @@ int open_device(const std::string& path, UniqueFd* out) {
     return 0;
 }
 
-std::string ended_text(const Link& link, const char* how) {
-    const size_t begun = link.decoder.ended ? 0 : link.decoder.frame.size();
-    std::string text = how;
-    if (begun > 0) {
-        text += " in the middle of a frame, after " + std::to_string(begun) + " bytes of it";
-    }
-    return text;
-}
-
 LinkResult end_link(Link* link, const std::string& how, std::string* error) {
-    *error = ended_text(*link, how.c_str());
+    *error = how;
     (void)link->fd.close();
     return LinkResult::kEnded;
 }
@@ -192,9 +186,14 @@ bool link_open(const Address& address, int timeout_ms, Link* link, std::string* 
     return failure == 0;
 }
 
-LinkResult link_send(Link* link, const Bytes& packet, Deadline deadline, std::string* error) {
-    Bytes frame;
-    hdlc_encode(packet.data(), packet.size(), &frame);
+size_t link_begun(const Link& link) { return link.decoder.ended ? 0 : link.decoder.frame.size(); }
+
+LinkResult link_send(Link* link, std::initializer_list<const Bytes*> packets, Deadline deadline, std::string* error) {
+    Bytes frame(link->socket ? 0 : 1, kFrameEnd);
+    for (const Bytes* packet : packets) {
+        hdlc_encode(packet->data(), packet->size(), &frame);
+    }
+    link->heard.clear();
     size_t sent = 0;
     while (sent < frame.size()) {
         const uint8_t* data = frame.data() + sent;
@@ -225,6 +224,9 @@ LinkResult link_receive(Link* link, Deadline deadline, Bytes* packet, std::strin
         const ssize_t got = ::read(link->fd.get(), link->input.data(), kChunk);
         const int failure = errno;
         link->input.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        link->heard.insert(link->heard.end(), link->input.begin(),
+                           link->input.begin() + static_cast<std::ptrdiff_t>(
+                                                     std::min(kHeardBytes - link->heard.size(), link->input.size())));
         if (got == 0 || (got < 0 && failure == EIO && !link->socket)) {
             return end_link(link, "the phone has closed the connection", error);
         }

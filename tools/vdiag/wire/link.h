@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <initializer_list>
 #include <string>
 
 #include "platform/host/address.h"
@@ -20,6 +21,7 @@ struct Link {
     bool socket = false;
     HdlcDecoder decoder;
     Bytes input;                          // received and not yet decoded
+    Bytes heard;                          // the first bytes received since the last sending, as they came
     unsigned damaged = 0;                 // frames dropped since the link was opened
     HdlcEvent damage = HdlcEvent::kNone;  // why the last of them was dropped
 };
@@ -29,8 +31,12 @@ bool link_open(const Address& address, int timeout_ms, Link* link, std::string* 
 
 enum class LinkResult { kDone, kTimeout, kEnded };
 
-// Sends one frame. kEnded: `error` says why.
-LinkResult link_send(Link* link, const Bytes& packet, Deadline deadline, std::string* error);
+// Sends the frames of some packets in one write, as far as the peer takes it. On a serial line a frame that an earlier
+// sender left unfinished is ended first. kEnded: `error` says why.
+LinkResult link_send(Link* link, std::initializer_list<const Bytes*> packets, Deadline deadline, std::string* error);
+
+// How many bytes of an unfinished frame have come.
+size_t link_begun(const Link& link);
 
 // Receives the next good packet; damaged frames are counted and dropped. kEnded: the peer has closed the connection, or
 // it broke; `error` says how.

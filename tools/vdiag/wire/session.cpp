@@ -1,13 +1,19 @@
 // Request and answer, retries, recording.
 #include "tools/vdiag/wire/session.h"
 
+#include <sys/random.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 
 namespace vdiag {
 namespace {
+
+constexpr uint8_t kMarkHead[] = {75, 255, 255, 255};  // a subsystem that no phone has
+constexpr size_t kMarkSize = 12;
+constexpr size_t kFewestLetters = 4;  // that make a text of what a peer sends
 
 constexpr size_t kShownBytes = 16;  // of a frame that is dropped
 constexpr unsigned kWarnings = 10;  // about dropped frames; a peer that sends without end shall not drown the rest
@@ -35,27 +41,106 @@ void warn_dropped(Session* session, const std::string& text) {
     warn(session->warnings++ < kWarnings ? "dropped " + text : "more frames are dropped, without a word");
 }
 
-std::string foreign_text(const Bytes& packet) {
+std::string packet_text(const Bytes& packet) {
     const size_t shown = std::min(packet.size(), kShownBytes);
-    return "a packet that answers another request: " + hex_text(packet.data(), shown, " ") +
+    return hex_text(packet.data(), shown, " ") +
            (shown < packet.size() ? " ... (" + std::to_string(packet.size()) + " bytes)" : "");
 }
 
-std::string damaged_text(const Link& link, unsigned count) {
-    return std::to_string(count) + " damaged frame" + (count == 1 ? "" : "s") + " (" + hdlc_event_text(link.damage) +
-           ")";
+std::string count_text(size_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-// One attempt.
+std::string damaged_text(const Link& link, unsigned count) {
+    return count_text(count, "damaged frame") + " (" + hdlc_event_text(link.damage) + ")";
+}
+
+// A request that nobody serves, with a number that was never sent before.
+Bytes new_mark() {
+    Bytes mark(kMarkHead, kMarkHead + sizeof(kMarkHead));
+    mark.resize(kMarkSize);
+    // So few bytes cannot fail once the kernel has started.
+    (void)!getrandom(mark.data() + sizeof(kMarkHead), kMarkSize - sizeof(kMarkHead), 0);
+    return mark;
+}
+
+// The phone sends back what nobody serves behind an error code; a peer that sends back everything is as good.
+bool is_echo(const Bytes& packet, const Bytes& mark) {
+    const size_t code = packet.size() - std::min(packet.size(), mark.size());
+    return code <= 1 && packet.size() >= mark.size() &&
+           std::equal(mark.begin(), mark.end(), packet.begin() + static_cast<std::ptrdiff_t>(code));
+}
+
+// What came while an answer was waited for.
+struct Hearing {
+    bool marked = false;   // the echo: what comes from here on is of this conversation
+    bool matched = false;  // an answer that would do, but ahead of the echo
+    unsigned strangers = 0;
+    unsigned damaged = 0;
+    Bytes stranger;  // the last of them
+};
+
+// What came instead of an answer; empty when nothing did.
+std::string heard_text(const Session& session, const Hearing& hearing) {
+    const Link& link = session.link;
+    const std::string_view text(reinterpret_cast<const char*>(link.heard.data()), link.heard.size());
+    const bool packets = hearing.marked || hearing.strangers > 0;
+    if (!packets && text.size() >= kFewestLetters && is_printable(text.substr(0, text.find_first_of("\r\n")))) {
+        return "what came is no phone's: '" + printable(text) + "'";
+    }
+    if (hearing.matched) {
+        return "an answer came, but ahead of the echo that marks the beginning of this conversation";
+    }
+    std::string out;
+    const auto add = [&](const std::string& part) { out += (out.empty() ? "" : ", ") + part; };
+    if (hearing.strangers > 0) {
+        add(count_text(hearing.strangers, "packet") + " came that answer" + (hearing.strangers == 1 ? "s" : "") +
+            " another request, the last " + packet_text(hearing.stranger));
+    }
+    if (hearing.damaged > 0) {
+        add(damaged_text(link, hearing.damaged) + " came");
+    }
+    if (link_begun(link) > 0) {
+        add(count_text(link_begun(link), "byte") + " of a frame came, and not its end");
+    }
+    return out.empty() && hearing.marked ? "the phone is there, but did not answer this request" : out;
+}
+
+// Takes one packet. True: it is the answer.
+bool hear(Session* session, const Bytes& mark, const Bytes& request, const Command* command, const Bytes& packet,
+          Hearing* hearing) {
+    if (!hearing->marked && is_echo(packet, mark)) {
+        hearing->marked = true;
+        return false;
+    }
+    const bool matched = match_answer(request, command, packet) != Match::kForeign;
+    if (matched && hearing->marked) {
+        return true;
+    }
+    hearing->matched = hearing->matched || matched;
+    ++hearing->strangers;
+    hearing->stranger = packet;
+    warn_dropped(session, std::string(hearing->marked ? "a packet that answers another request: "
+                                                      : "a packet from before this request: ") +
+                              packet_text(packet));
+    return false;
+}
+
+// One attempt. Everything that comes ahead of the mark's echo belongs to earlier requests, whoever sent them: an answer
+// that is late, or came twice, is never taken for that to this request.
 LinkResult attempt(Session* session, const Bytes& request, const Command* command, Bytes* response,
                    std::string* error) {
     Link* link = &session->link;
     const Deadline deadline = deadline_in(session->timeout_ms);
+    const Bytes mark = new_mark();
+    Hearing hearing;
+    pcap_add(&session->pcap, Direction::kToPhone, mark);
     pcap_add(&session->pcap, Direction::kToPhone, request);
-    LinkResult result = link_send(link, request, deadline, error);
+    LinkResult result = link_send(link, {&mark, &request}, deadline, error);
     while (result == LinkResult::kDone) {
         const unsigned before = link->damaged;
         result = link_receive(link, deadline, response, error);
+        hearing.damaged += link->damaged - before;
         if (link->damaged > before) {
             warn_dropped(session, damaged_text(*link, link->damaged - before));
         }
@@ -63,12 +148,13 @@ LinkResult attempt(Session* session, const Bytes& request, const Command* comman
             break;
         }
         pcap_add(&session->pcap, Direction::kFromPhone, *response);
-        if (match_answer(request, command, *response) != Match::kForeign) {
-            break;
+        if (hear(session, mark, request, command, *response, &hearing)) {
+            return result;
         }
-        warn_dropped(session, foreign_text(*response));
         result = milliseconds_left(deadline) > 0 ? result : LinkResult::kTimeout;
     }
+    const std::string heard = heard_text(*session, hearing);
+    *error += (error->empty() || heard.empty() ? "" : ": ") + heard;
     return result;
 }
 
@@ -107,21 +193,20 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
         *failure = {kExitUsage, request.empty() ? "the request is empty" : "the request is longer than 65535 bytes"};
         return false;
     }
-    if (!session_open(session, failure)) {
-        return false;
-    }
     const bool reads = command != nullptr && command->effect == Effect::kReads;
     const unsigned attempts = 1 + (reads ? session->retries : 0);
     Bytes response;
     std::string error;
     LinkResult result = LinkResult::kTimeout;
-    unsigned made = 0;
-    for (; made < attempts && result == LinkResult::kTimeout; ++made) {
+    for (unsigned made = 0; made < attempts && result == LinkResult::kTimeout; ++made) {
+        if (!session_open(session, failure)) {
+            return false;
+        }
         error.clear();
         result = attempt(session, request, command, &response, &error);
-    }
-    if (made > 1 || result == LinkResult::kTimeout) {
-        (void)session->link.fd.close();  // a late answer must not be taken for that to the next request
+        if (result == LinkResult::kTimeout) {
+            (void)session->link.fd.close();  // the peer may be another one by now, or have half a request
+        }
     }
     if (result == LinkResult::kDone) {
         *answer = decode_answer(request, response, command);

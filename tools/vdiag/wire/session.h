@@ -34,7 +34,9 @@ std::string default_address();
 // Opens the connection unless it is open.
 bool session_open(Session* session, Failure* failure);
 
-// Sends a request and waits for its answer. Answers to other requests are dropped with a warning. False: `failure`.
+// Sends a request and waits for its answer. Ahead of it goes a request that nobody serves, with a fresh number: what
+// comes before its echo is not of this request and is dropped, like answers to other requests, with a warning. False:
+// `failure`.
 bool exchange(Session* session, const Bytes& request, const Command* command, Answer* answer, Failure* failure);
 
 }  // namespace vdiag
