@@ -80,7 +80,7 @@ bool encode_cipher(const unsigned char* cipher, unsigned char* out) {
     return true;
 }
 
-unsigned char issue_challenge(const char* name, unsigned char* rsp_msg) {
+FtmStatus issue_challenge(const char* name, FtmMessage& message) {
     challenge = draw_challenge();
     unsigned char plain[kChallengeSize] = {};
     (void)challenge.copy(reinterpret_cast<char*>(plain), sizeof(plain));
@@ -90,11 +90,11 @@ unsigned char issue_challenge(const char* name, unsigned char* rsp_msg) {
         return kFtmFailure;
     }
     ALOGD("%s: rand_encrypted_length: %d\n", name, length);
-    return encode_cipher(cipher, rsp_msg) ? kFtmSuccess : kFtmFailure;
+    return ftm_status(encode_cipher(cipher, message.bytes));
 }
 
 // `answer` is the whole argument text: the mode byte, then the digits.
-unsigned char verify_answer(const char* answer) {
+FtmStatus verify_answer(const char* answer) {
     // Kept: the mode byte counts, so 63 digits pass this test and fail the comparison.
     if (strnlen(answer, kDigestTextSize) < kDigestTextSize) {
         return kFtmFailure;
@@ -124,24 +124,18 @@ int public_encrypt(const unsigned char* data, int length, const char* key_text, 
     return static_cast<int>(written);
 }
 
-int ftm_diag_req_cmd_elec_access_network_authen(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                                unsigned char* rsp_status) {
-    ALOGD("%s: req_args: %d\n", __func__, req_args[0]);
-    rsp_msg[0] = 0;
-    *rsp_status = kFtmFailure;
-    switch (req_args[0]) {
+FtmStatus ftm_diag_req_cmd_elec_access_network_authen(FtmArgs args, FtmMessage& message) {
+    ALOGD("%s: req_args: %d\n", __func__, args[0]);
+    message.put(0);
+    switch (args[0]) {
         case kModeVersion:
-            rsp_msg[0] = kProtocolVersion;
-            *rsp_status = kFtmSuccess;
-            break;
+            message.put(kProtocolVersion);
+            return kFtmSuccess;
         case kModeChallenge:
-            *rsp_status = issue_challenge(__func__, rsp_msg);
-            break;
+            return issue_challenge(__func__, message);
         case kModeVerify:
-            *rsp_status = verify_answer(reinterpret_cast<const char*>(req_args));
-            break;
+            return verify_answer(args.text());
         default:
-            break;
+            return kFtmFailure;
     }
-    return 0;
 }

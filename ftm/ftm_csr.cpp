@@ -78,7 +78,7 @@ bool csr_exists(const char* name) {
     return false;
 }
 
-unsigned char generate(const char* name) {
+FtmStatus generate(const char* name) {
     Capture capture = {};
     if (!capture_tool_output(&capture) || !store_capture(capture)) {
         ALOGD("%s: failed to write file .\n", name);
@@ -100,47 +100,36 @@ unsigned char generate(const char* name) {
     return kFtmSuccess;
 }
 
-unsigned char fetch(const char* name, unsigned char* rsp_msg) {
+FtmStatus fetch(const char* name, FtmMessage& message) {
     if (!csr_exists(name)) {
         return kFtmFailure;
     }
-    if (!read_file_content(kCsrFile, rsp_msg)) {
-        (void)memset(rsp_msg, 0, kFtmMsgSize);  // nothing of a file that could not be read to its end
+    if (!read_file_content(kCsrFile, message.bytes)) {
+        (void)memset(message.bytes, 0, kFtmMsgSize);  // nothing of a file that could not be read to its end
         return kFtmFailure;
     }
     return kFtmSuccess;
 }
 
-unsigned char fetch_md5(const char* name, unsigned char* rsp_msg) {
+FtmStatus fetch_md5(const char* name, FtmMessage& message) {
     char digits[kMd5TextSize] = {};
     uint16_t length = 0;
     if (!csr_exists(name) || !get_md5_value(kMd5Command, digits, &length)) {
         return kFtmFailure;
     }
-    put_u16(rsp_msg, length);
-    (void)memcpy(rsp_msg + kLengthSize, digits, sizeof(digits));
+    put_u16(message.bytes, length);
+    (void)memcpy(message.bytes + kLengthSize, digits, sizeof(digits));
     return kFtmSuccess;
 }
 
 }  // namespace
 
-int ftm_diag_req_cmd_gen_csr(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = generate(__func__);
-    return 0;
-}
+FtmStatus ftm_diag_req_cmd_gen_csr(FtmArgs, FtmMessage&) { return generate(__func__); }
 
-int ftm_diag_req_cmd_get_csr(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    *rsp_status = fetch(__func__, rsp_msg);
-    return 0;
-}
+FtmStatus ftm_diag_req_cmd_get_csr(FtmArgs, FtmMessage& message) { return fetch(__func__, message); }
 
-int ftm_diag_req_cmd_get_md5_of_csr(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                    unsigned char* rsp_status) {
-    *rsp_status = fetch_md5(__func__, rsp_msg);
-    return 0;
-}
+FtmStatus ftm_diag_req_cmd_get_md5_of_csr(FtmArgs, FtmMessage& message) { return fetch_md5(__func__, message); }
 
-int ftm_diag_req_cmd_clear_csr_data(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = csr_exists(__func__) && ftm_diag_delete_file(kCsrFile) == 0 ? kFtmSuccess : kFtmFailure;
-    return 0;
+FtmStatus ftm_diag_req_cmd_clear_csr_data(FtmArgs, FtmMessage&) {
+    return ftm_status(csr_exists(__func__) && ftm_diag_delete_file(kCsrFile) == 0);
 }

@@ -49,30 +49,29 @@ constexpr DiagDispatchTable ftm_batt_again_table = diag_table(kFtmSubsystem, ftm
 struct FtmRequest {
     char text[kMaxRequestLength + kFtmArgsMin + 1];  // from the command name on
     const char* cmd;
-    const unsigned char* args;
+    FtmArgs args;
 };
 
 void ftm_request_copy(const void* req, uint16_t req_len, FtmRequest* request) {
     request_copy(request_view(req, req_len), kDiagHeaderSize, request->text, sizeof(request->text));
     request->cmd = request->text;
-    request->args = reinterpret_cast<const unsigned char*>(request->text) + strlen(request->text) + 1;
+    request->args = {reinterpret_cast<const uint8_t*>(request->text) + strlen(request->text) + 1};
 }
 
 // What the handlers of one request report through, shared by all that match.
 struct FtmResultBlock {
-    unsigned char reserved[4];
-    unsigned char rsp_status;
-    unsigned char
-        rsp_msg[kFtmMsgSize + 8];  // a certificate request fills its u16 length, 4093 bytes and two terminators
+    FtmStatus status;
+    FtmMessage message;
 };
 
 // Runs a row's handler. Memory that is short fails the command, not the service.
 void run_row(FtmCommandHandler* handler, const FtmRequest& request, FtmResultBlock* result) {
     try {
-        (void)handler(request.cmd, request.args, result->rsp_msg, &result->rsp_status);
+        const FtmStatus status = handler(request.args, result->message);
+        result->status = status == kFtmAsFound ? result->status : status;
     } catch (const std::bad_alloc&) {
         ALOGE("%s: out of memory\n", request.cmd);
-        result->rsp_status = kFtmFailure;
+        result->status = kFtmFailure;
     }
 }
 
@@ -105,18 +104,18 @@ void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
         handled = true;
     }
     if (!handled) {
-        result.rsp_status = kFtmUnknown;
+        result.status = kFtmUnknown;
     }
-    rsp[kStatusOffset] = result.rsp_status;
-    rsp[kMessageOffset] = result.rsp_msg[0];
+    rsp[kStatusOffset] = ftm_status_byte(result.status);
+    rsp[kMessageOffset] = result.message.bytes[0];
     ALOGD("%s: x\n", __func__);
 }
 
 // Bytes of the message that a row's copy rule sends.
 size_t message_length(FtmCopy copy, const FtmResultBlock& result) {
     constexpr size_t kSixBytes = 6;
-    const unsigned char* msg = result.rsp_msg;
-    const size_t text = strnlen(reinterpret_cast<const char*>(msg), kFtmMsgSize);
+    const uint8_t* msg = result.message.bytes;
+    const size_t text = strnlen(result.message.text(), kFtmMsgSize);
     const auto counted = static_cast<int16_t>(get_u16(msg) + 2);  // Kept: a signed 16-bit number
     switch (copy) {
         case FtmCopy::kText:
@@ -126,9 +125,8 @@ size_t message_length(FtmCopy copy, const FtmResultBlock& result) {
         case FtmCopy::kVc:
             return text + 2 + msg[text + 1];
         case FtmCopy::kCsr:
-            return counted > static_cast<int>(kSixBytes) && result.rsp_status == kFtmSuccess
-                       ? static_cast<size_t>(counted)
-                       : kSixBytes;
+            return counted > static_cast<int>(kSixBytes) && result.status == kFtmSuccess ? static_cast<size_t>(counted)
+                                                                                         : kSixBytes;
         case FtmCopy::kSix:
             break;
     }
@@ -138,7 +136,7 @@ size_t message_length(FtmCopy copy, const FtmResultBlock& result) {
 void copy_message(FtmCopy copy, const FtmResultBlock& result, uint8_t* rsp) {
     const size_t room = kExtResponse - kMessageOffset;
     const size_t length = message_length(copy, result);
-    memcpy(rsp + kMessageOffset, result.rsp_msg, std::min(length, room));
+    memcpy(rsp + kMessageOffset, result.message.bytes, std::min(length, room));
     if (copy == FtmCopy::kText && length > room) {
         rsp[kExtResponse - 1] = '\0';  // a cut text still ends
     }
@@ -156,13 +154,13 @@ void ftm_diag_req_ext_process(const void* req, uint16_t req_len, uint8_t* rsp) {
             continue;
         }
         run_row(row.handler, request, &result);
-        rsp[kStatusOffset] = result.rsp_status;
+        rsp[kStatusOffset] = ftm_status_byte(result.status);
         copy_message(row.copy, result, rsp);
         is_diag_handled = true;
     }
     if (!is_diag_handled) {
         ALOGD("%s: is_diag_handled not found\n", __func__);
-        rsp[kStatusOffset] = kFtmUnknown;
+        rsp[kStatusOffset] = ftm_status_byte(kFtmUnknown);
     }
     ALOGD("%s: x\n", __func__);
 }
@@ -184,7 +182,7 @@ void ftm_diag_req_batt_process(const void* req, uint16_t req_len, uint8_t* rsp) 
     if (strncasecmp(request.cmd, kCommand, sizeof(kCommand) - 1) == 0) {
         ftm_diag_req_cmd_writefactorymode(rsp);
     } else {
-        rsp[kStatusOffset] = kFtmUnknown;
+        rsp[kStatusOffset] = ftm_status_byte(kFtmUnknown);
     }
     ALOGD("%s: x\n", __func__);
 }

@@ -33,9 +33,8 @@ unsigned char length_reason(unsigned char length) {
 
 // What is stored of a password (its length byte, then its bytes). Empty: it could not be computed, and is neither
 // stored nor matched.
-std::string stored_digest(const unsigned char* req_args) {
-    const std::string password(reinterpret_cast<const char*>(req_args + 1),
-                               strnlen(reinterpret_cast<const char*>(req_args + 1), req_args[0]));
+std::string stored_digest(FtmArgs args) {
+    const std::string password(args.text(1), strnlen(args.text(1), args[0]));
     const std::string inner = sha256_hex(password.data(), password.size());
     char digits[kMd5Digits + 1] = {};
     if (!inner.empty()) {
@@ -55,8 +54,8 @@ bool read_stored(std::string* value) {
     return true;
 }
 
-unsigned char write_password(const unsigned char* req_args) {
-    const unsigned char reason = length_reason(req_args[0]);
+unsigned char write_password(FtmArgs args) {
+    const unsigned char reason = length_reason(args[0]);
     std::string stored;
     if (reason != kReasonNone) {
         return reason;
@@ -64,12 +63,12 @@ unsigned char write_password(const unsigned char* req_args) {
     if (read_stored(&stored)) {
         return kReasonSetOrUnset;
     }
-    const std::string digest = stored_digest(req_args);
+    const std::string digest = stored_digest(args);
     return digest.empty() || cfg_set(kRecord, digest.c_str()) < 0 ? kReasonStoreOrMismatch : kReasonNone;
 }
 
-unsigned char check_password(const unsigned char* req_args) {
-    const unsigned char reason = length_reason(req_args[0]);
+unsigned char check_password(FtmArgs args) {
+    const unsigned char reason = length_reason(args[0]);
     std::string stored;
     if (reason != kReasonNone) {
         return reason;
@@ -77,18 +76,17 @@ unsigned char check_password(const unsigned char* req_args) {
     if (!read_stored(&stored)) {
         return kReasonSetOrUnset;
     }
-    const std::string digest = stored_digest(req_args);
+    const std::string digest = stored_digest(args);
     return !digest.empty() && stored.substr(0, kStoredSize) == digest ? kReasonNone : kReasonStoreOrMismatch;
 }
 
 // What writing and checking share: both report by the reason alone.
-int report(const char* name, unsigned char reason, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    rsp_msg[0] = reason;
-    *rsp_status = reason == kReasonNone ? kFtmSuccess : kFtmFailure;
+FtmStatus report(const char* name, unsigned char reason, FtmMessage& message) {
+    message.put(reason);
     if (reason == kReasonNone) {
         ALOGD("%s: exit\n", name);
     }
-    return 0;
+    return ftm_status(reason == kReasonNone);
 }
 
 }  // namespace
@@ -98,23 +96,19 @@ void ftm_diag_orb_md5(const char* text, char* output) {
     (void)memcpy(output, digits.c_str(), digits.size() + 1);
 }
 
-int ftm_diag_req_cmd_DeleteUnlockESIMpwd(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                         unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_DeleteUnlockESIMpwd(FtmArgs, FtmMessage& message) {
     std::string stored;
     const bool failed = read_stored(&stored) && unsetcfgbyname(kRecord) < 0;
-    rsp_msg[0] = failed ? kReasonNotRemoved : kReasonNone;
-    *rsp_status = failed ? kFtmFailure : kFtmSuccess;
-    return 0;
+    message.put(failed ? kReasonNotRemoved : kReasonNone);
+    return ftm_status(!failed);
 }
 
-int ftm_diag_req_cmd_WriteUnlockESIMpwd(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                        unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_WriteUnlockESIMpwd(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: enter\n", __func__);
-    return report(__func__, write_password(req_args), rsp_msg, rsp_status);
+    return report(__func__, write_password(args), message);
 }
 
-int ftm_diag_req_cmd_CheckUnlockESIMpwd(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                        unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_CheckUnlockESIMpwd(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: enter\n", __func__);
-    return report(__func__, check_password(req_args), rsp_msg, rsp_status);
+    return report(__func__, check_password(args), message);
 }

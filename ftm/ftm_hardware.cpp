@@ -49,12 +49,6 @@ bool is_digit(char c) { return isdigit(static_cast<unsigned char>(c)) != 0; }
 
 bool contains(const std::string& text, const char* phrase) { return text.find(phrase) != std::string::npos; }
 
-// Where every handler here begins: no message, not yet successful.
-void preset_failure(unsigned char* rsp_msg, unsigned char* rsp_status) {
-    rsp_msg[0] = 0;
-    *rsp_status = kFtmFailure;
-}
-
 // The version text of the phone: the table file, or the property where there is none.
 std::string hardware_version_text() {
     uint32_t length = 0;
@@ -154,34 +148,32 @@ std::string hardware_version_answer(const char* handler, const std::string& tabl
 }
 
 // Sends a property as the message; the status tells whether it is set.
-void send_property(const char* handler, const char* property, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
-    if (message_property(rsp_msg, property) > 0) {
-        *rsp_status = kFtmSuccess;
-    }
-    ALOGD("%s: rsp_msg: %s", handler, reinterpret_cast<const char*>(rsp_msg));
+FtmStatus send_property(const char* handler, const char* property, FtmMessage& message) {
+    message.put(0);
+    const bool is_set = message.put_property(property) > 0;
+    ALOGD("%s: rsp_msg: %s", handler, message.text());
+    return ftm_status(is_set);
 }
 
-// Sends the text of a node that fits 63 characters; false, with one line, when it cannot be opened.
-bool send_node(const char* handler, const char* path, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+// Sends the text of a node that fits 63 characters. A failure, with one line: it cannot be opened.
+FtmStatus send_node(const char* handler, const char* path, FtmMessage& message) {
+    message.put(0);
     char text[kNodeTextMax + 1];
     if (read_short_text(path, text, kNodeTextMax) == kTextNotOpened) {
         ALOGE("%s: failed to open %s!\n", handler, path);
-        return false;
+        return kFtmFailure;
     }
-    message_text(rsp_msg, text);
-    *rsp_status = kFtmSuccess;
+    message.put_text(text);
     ALOGD("%s: rsp_msg: %s", handler, text);
-    return true;
+    return kFtmSuccess;
 }
 
-void send_ufs_identity(const char* handler, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus send_ufs_identity(const char* handler, FtmMessage& message) {
     char text[kUfsFields][kNodeTextMax + 1];
     for (size_t i = 0; i < kUfsFields; ++i) {
         if (read_short_text(kUfsNodes[i].path, text[i], kNodeTextMax) == kTextNotOpened) {
             ALOGE("%s: emmc %s failed to open!\n", handler, kUfsNodes[i].name);
-            return;
+            return kFtmFailure;
         }
     }
     const unsigned long long capacity = storage_capacity_gib(text[kUfsCapacity]);
@@ -189,174 +181,152 @@ void send_ufs_identity(const char* handler, unsigned char* rsp_msg, unsigned cha
     char identity[kNodeTextMax + 1];
     (void)snprintf(identity, sizeof(identity), "%.8s-%.8s-%.4s-00/0000-%llu GB-NA\n", text[kUfsVendor], text[kUfsModel],
                    text[kUfsRevision], static_cast<unsigned long long>(storage_nominal_gib(capacity)));
-    message_text(rsp_msg, identity);
-    *rsp_status = kFtmSuccess;
+    message.put_text(identity);
+    return kFtmSuccess;
 }
 
 // Sends the content of a sensor's result file. Kept: without one the message stays as it is.
-void send_sensor_file(const char* handler, const char* path, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus send_sensor_file(const char* handler, const char* path, FtmMessage& message) {
     uint32_t length = 0;
     const UniqueText content(ftm_GetConfFileItem(path, &length));
     if (length < 1) {
-        *rsp_status = kFtmFailure;
-        return;
+        return kFtmFailure;
     }
     ALOGD("%s %s\n", handler, content.get());
-    message_text(rsp_msg, content.get());
-    *rsp_status = kFtmSuccess;
+    message.put_text(content.get());
+    return kFtmSuccess;
 }
 
 }  // namespace
 
-int ftm_diag_req_cmd_readhwver(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+FtmStatus ftm_diag_req_cmd_readhwver(FtmArgs, FtmMessage& message) {
+    message.put(0);
     const std::string table = hardware_version_text();
     ALOGD("%s: pver_hw1: %s", __func__, table.c_str());
     if (table.empty()) {
         ALOGE("%s: pver_hw11111:", __func__);
-        return 0;
+        return kFtmFailure;
     }
     const std::string answer = hardware_version_answer(__func__, table);
-    if (!answer.empty()) {
-        message_text(rsp_msg, answer.c_str());
-        *rsp_status = kFtmSuccess;
+    if (answer.empty()) {
+        return kFtmFailure;
     }
-    return 0;
+    message.put_text(answer.c_str());
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readboardid(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+FtmStatus ftm_diag_req_cmd_readboardid(FtmArgs, FtmMessage& message) {
+    message.put(0);
     char text[kBoardIdMax + 1];
     if (read_short_text(kBoardIdNode, text, kBoardIdMax) == kTextNotOpened) {
-        return 0;
+        return kFtmFailure;
     }
     const size_t length = strlen(text);
     if (length == 0 || !std::all_of(text, text + length - 1, is_digit)) {
         ALOGE("%s: boardid contains undigit_char, buff_board = %s ", __func__, text);
-        return 0;
+        return kFtmFailure;
     }
     ALOGD("%s: buff_board = %s", __func__, text);
-    message_text(rsp_msg, text);
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text(text);
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readdevice(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readdevice(FtmArgs, FtmMessage& message) {
     constexpr char kProperty[] = "ro.product.device";
     char name[PROPERTY_VALUE_MAX] = {};
     (void)property_get(kProperty, name, "");
     ALOGD("%s: device_name: %s\n", __func__, name);
-    send_property(__func__, kProperty, rsp_msg, rsp_status);
-    return 0;
+    return send_property(__func__, kProperty, message);
 }
 
-int ftm_diag_req_cmd_reademmcid(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    send_property(__func__, "ro.boot.emmcid", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_reademmcid(FtmArgs, FtmMessage& message) {
+    return send_property(__func__, "ro.boot.emmcid", message);
 }
 
-int ftm_diag_req_cmd_readsecpatch(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                  unsigned char* rsp_status) {
-    rsp_msg[0] = 0xFF;  // Kept: what the tool gets for an unset property, as a success
-    rsp_msg[1] = 0;
-    (void)message_property(rsp_msg, "ro.build.version.security_patch");
-    *rsp_status = kFtmSuccess;
-    return 0;
+FtmStatus ftm_diag_req_cmd_readsecpatch(FtmArgs, FtmMessage& message) {
+    message.put(0xFF);  // Kept: what the tool gets for an unset property, as a success
+    message.bytes[1] = 0;
+    (void)message.put_property("ro.build.version.security_patch");
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_get_emmc(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    if (!send_node(__func__, kEmmcIdNode, rsp_msg, rsp_status)) {
-        send_ufs_identity(__func__, rsp_msg, rsp_status);
-    }
-    return 0;
+FtmStatus ftm_diag_req_cmd_get_emmc(FtmArgs, FtmMessage& message) {
+    const FtmStatus status = send_node(__func__, kEmmcIdNode, message);
+    return status == kFtmSuccess ? status : send_ufs_identity(__func__, message);
 }
 
-int ftm_diag_req_cmd_get_ddr(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    (void)send_node(__func__, kDdrIdNode, rsp_msg, rsp_status);
-    return 0;
-}
+FtmStatus ftm_diag_req_cmd_get_ddr(FtmArgs, FtmMessage& message) { return send_node(__func__, kDdrIdNode, message); }
 
 // Message: 32 upper-case hexadecimal digits, no terminator.
-int ftm_diag_req_cmd_readeid(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readeid(FtmArgs, FtmMessage& message) {
     constexpr char kDigits[] = "0123456789ABCDEF";
-    preset_failure(rsp_msg, rsp_status);
+    message.put(0);
     (void)modem_api_init_qmi_connection(11, 1);  // the request below shows whether there is a connection
     uint8_t eid[kEidSize] = {};
     int length = kEidSize;
     if (modem_api_get_uim_eid(eid, &length) != 0) {
-        return 0;
+        return kFtmFailure;
     }
     for (size_t i = 0; i < kEidSize; ++i) {
-        rsp_msg[2 * i] = static_cast<unsigned char>(kDigits[eid[i] >> 4]);
-        rsp_msg[2 * i + 1] = static_cast<unsigned char>(kDigits[eid[i] & 0x0F]);
+        message.bytes[2 * i] = static_cast<unsigned char>(kDigits[eid[i] >> 4]);
+        message.bytes[2 * i + 1] = static_cast<unsigned char>(kDigits[eid[i] & 0x0F]);
     }
-    *rsp_status = kFtmSuccess;
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_GetNfcCplc(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+FtmStatus ftm_diag_req_cmd_GetNfcCplc(FtmArgs, FtmMessage& message) {
+    message.put(0);
     const std::string output = run_and_capture("vendor/bin/st_seid ");
     ALOGD("nfccplc result = %s\n", output.c_str());
-    if (!output.empty()) {
-        message_text(rsp_msg, output.c_str());
-        *rsp_status = kFtmSuccess;
+    if (output.empty()) {
+        return kFtmFailure;
     }
-    return 0;
+    message.put_text(output.c_str());
+    return kFtmSuccess;
 }
 
 // Message: one byte, 1 for a clean chip, 0 otherwise (numbers, not digits).
-int ftm_diag_req_cmd_GetAPPLET(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+FtmStatus ftm_diag_req_cmd_GetAPPLET(FtmArgs, FtmMessage& message) {
+    message.put(0);
     const std::string output = run_and_capture("/vendor/bin/st_se_factory 1");
     ALOGD("APPLET result = %s\n", output.c_str());
     const bool good =
         contains(output, kTestDone) && !contains(output, kTestAssert) && !contains(output, "This is a test chip");
     const bool clean = contains(output, "clean chip:true");
-    if (good && (clean || contains(output, "clean chip:false"))) {
-        rsp_msg[0] = clean ? 1 : 0;
-        *rsp_status = kFtmSuccess;
+    const FtmStatus status = ftm_status(good && (clean || contains(output, "clean chip:false")));
+    if (status == kFtmSuccess) {
+        message.put(clean ? 1 : 0);
     }
-    ALOGD("rsp_msg:%d\n", rsp_msg[0]);
-    ALOGD("rsp_status:%d\n", *rsp_status);
-    return 0;
+    ALOGD("rsp_msg:%d\n", message.bytes[0]);
+    ALOGD("rsp_status:%d\n", ftm_status_byte(status));
+    return status;
 }
 
-int ftm_diag_req_cmd_SeReset(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    preset_failure(rsp_msg, rsp_status);
+FtmStatus ftm_diag_req_cmd_SeReset(FtmArgs, FtmMessage& message) {
+    message.put(0);
     const std::string output = run_and_capture("/vendor/bin/st_se_factory 0");
-    if (contains(output, kTestDone) && contains(output, "factory_reset:success") && !contains(output, kTestAssert)) {
-        *rsp_status = kFtmSuccess;
-    }
-    ALOGD("rsp_status:%d\n", *rsp_status);
-    return 0;
+    const FtmStatus status = ftm_status(contains(output, kTestDone) && contains(output, "factory_reset:success") &&
+                                        !contains(output, kTestAssert));
+    ALOGD("rsp_status:%d\n", ftm_status_byte(status));
+    return status;
 }
 
-int ftm_diag_req_cmd_GetLightData(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                  unsigned char* rsp_status) {
-    send_sensor_file(__func__, "mnt/vendor/persist/sensors/light_sen.txt", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_GetLightData(FtmArgs, FtmMessage& message) {
+    return send_sensor_file(__func__, "mnt/vendor/persist/sensors/light_sen.txt", message);
 }
 
-int ftm_diag_req_cmd_GetLightData2(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                   unsigned char* rsp_status) {
-    send_sensor_file(__func__, "mnt/vendor/persist/sensors/light_sen_2.txt", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_GetLightData2(FtmArgs, FtmMessage& message) {
+    return send_sensor_file(__func__, "mnt/vendor/persist/sensors/light_sen_2.txt", message);
 }
 
-int ftm_diag_req_cmd_GetTofData(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    send_sensor_file(__func__, "mnt/vendor/persist/sensors/tof_sen.txt", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_GetTofData(FtmArgs, FtmMessage& message) {
+    return send_sensor_file(__func__, "mnt/vendor/persist/sensors/tof_sen.txt", message);
 }
 
-int ftm_diag_req_cmd_GetProximityNoise(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                       unsigned char* rsp_status) {
-    send_sensor_file(__func__, "mnt/vendor/persist/sensors/proximity_noise.txt", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_GetProximityNoise(FtmArgs, FtmMessage& message) {
+    return send_sensor_file(__func__, "mnt/vendor/persist/sensors/proximity_noise.txt", message);
 }
 
-int ftm_diag_req_cmd_GetVibrateData(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                    unsigned char* rsp_status) {
-    send_sensor_file(__func__, "mnt/vendor/persist/sensors/vibrate_data.txt", rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_GetVibrateData(FtmArgs, FtmMessage& message) {
+    return send_sensor_file(__func__, "mnt/vendor/persist/sensors/vibrate_data.txt", message);
 }

@@ -25,9 +25,9 @@ constexpr char kUsbTagRecord[] = "usbmanutag";
 constexpr char kDeftRecord[] = "deft_register_switch";
 constexpr char kVariantFlag[] = "orb_variantflag";
 
-constexpr unsigned char kSourceMissing = 2;  // a property or the board identifier
-constexpr unsigned char kStoreFailed = 3;
-constexpr unsigned char kModemFailed = 4;
+constexpr FtmStatus kSourceMissing{2};  // a property or the board identifier
+constexpr FtmStatus kStoreFailed{3};
+constexpr FtmStatus kModemFailed{4};
 
 // The three records of the UDID and the part of its 64 digits that each holds.
 struct UdidPiece {
@@ -82,176 +82,147 @@ bool udid_store(const std::string& digits) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_writeusbtag(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                 unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writeusbtag(FtmArgs args, FtmMessage& message) {
     char text[sizeof("0xff")];
-    (void)snprintf(text, sizeof(text), "0x%02x", static_cast<unsigned>(req_args[0]));
+    (void)snprintf(text, sizeof(text), "0x%02x", static_cast<unsigned>(args[0]));
     if (cfg_set(kUsbTagRecord, text) < 0) {
         ALOGE("%s: write vcfg failed!\n", __func__);
-        message_text(rsp_msg, "write file failed\n");
-        *rsp_status = kStoreFailed;
-        return 0;
+        message.put_text("write file failed\n");
+        return kStoreFailed;
     }
-    message_text(rsp_msg, "write usb manufacture flag success\n");
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text("write usb manufacture flag success\n");
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readusbtag(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readusbtag(FtmArgs, FtmMessage& message) {
     CfgText text;
     if (!cfg_read(kUsbTagRecord, text)) {
         ALOGE("%s: read vcfg failed!\n", __func__);
-        message_text(rsp_msg, "get usbtag failed\n");
-        *rsp_status = kFtmFailure;
-        return 0;
+        message.put_text("get usbtag failed\n");
+        return kFtmFailure;
     }
     unsigned tag = 0;
     (void)sscanf(text, "%x", &tag);
-    put_u32(rsp_msg, tag);
-    *rsp_status = kFtmSuccess;
-    return 0;
+    put_u32(message.bytes, tag);
+    return kFtmSuccess;
 }
 
 // Message: the argument as received (up to 255 bytes), a zero byte, the value's length, the value.
-int ftm_diag_req_cmd_readvc(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                            unsigned char* rsp_status) {
-    const char* argument = reinterpret_cast<const char*>(req_args);
+FtmStatus ftm_diag_req_cmd_readvc(FtmArgs args, FtmMessage& message) {
+    const char* argument = args.text();
     const size_t length = vc_length(argument);
     const std::string name = vc_name(argument, length);
     CfgText value;
     if (!cfg_read(name.c_str(), value)) {
         ALOGE("%s: read %s failed!\n", __func__, name.c_str());
-        *rsp_status = kFtmFailure;
-        return 0;
+        return kFtmFailure;
     }
     ALOGD("%s, %s : {%s}\n", __func__, name.c_str(), value);
     const size_t value_length = strlen(value);
-    memcpy(rsp_msg, argument, length);
-    rsp_msg[length] = 0;
-    rsp_msg[length + 1] = static_cast<unsigned char>(value_length);
-    memcpy(rsp_msg + length + 2, value, value_length);
-    *rsp_status = kFtmSuccess;
-    return 0;
+    memcpy(message.bytes, argument, length);
+    message.bytes[length] = 0;
+    message.bytes[length + 1] = static_cast<unsigned char>(value_length);
+    memcpy(message.bytes + length + 2, value, value_length);
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writevc(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
-    const char* argument = reinterpret_cast<const char*>(req_args);
+FtmStatus ftm_diag_req_cmd_writevc(FtmArgs args, FtmMessage&) {
+    const char* argument = args.text();
     const std::string name = vc_name(argument, vc_length(argument));
-    const unsigned char* counted = req_args + strlen(argument) + 1;
+    const unsigned char* counted = args.bytes + strlen(argument) + 1;
     CfgText value = {};
     memcpy(value, counted + 1, std::min<size_t>(counted[0], kCfgValueSize));
     if (!cfg_fits(name.c_str(), value) || cfg_set(name.c_str(), value) < 0) {
         ALOGE("%s: write %s failed!\n", __func__, name.c_str());
-        *rsp_status = kFtmFailure;
-        return 0;
+        return kFtmFailure;
     }
-    *rsp_status = kFtmSuccess;
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readvariantflag(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                     unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readvariantflag(FtmArgs, FtmMessage& message) {
     char flag[kVariantFlagSize + 1] = {};
     if (getCustVariantFlag(flag) != 1) {
         ALOGE("%s: read %s failed!\n", __func__, kVariantFlag);
-        message_text(rsp_msg, "failed\n");
-        *rsp_status = kFtmFailure;
-        return 0;
+        message.put_text("failed\n");
+        return kFtmFailure;
     }
-    message_text(rsp_msg, flag);
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text(flag);
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writevariantflag(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                      unsigned char* rsp_status) {
-    const char* const flag = reinterpret_cast<const char*>(req_args);
+FtmStatus ftm_diag_req_cmd_writevariantflag(FtmArgs args, FtmMessage& message) {
+    const char* const flag = args.text();
     // The library's buffer ends at kVariantFlagSize: what does not fit never reaches it.
     if (strnlen(flag, kVariantFlagSize) == kVariantFlagSize || setCustVariantFlag(flag) != 1) {
         ALOGE("%s: write %s failed!\n", __func__, kVariantFlag);
-        message_text(rsp_msg, "failed\n");
-        *rsp_status = kStoreFailed;
-        return 0;
+        message.put_text("failed\n");
+        return kStoreFailed;
     }
-    message_text(rsp_msg, "success\n");
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text("success\n");
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_clearvariantflag(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                      unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_clearvariantflag(FtmArgs, FtmMessage& message) {
     char flag[kVariantFlagSize + 1] = {};
     const bool is_set = getCustVariantFlag(flag) == 1;
     if (is_set && clearVariantFlag() != 1) {
         ALOGE("%s: clear %s failed!\n", __func__, kVariantFlag);
-        message_text(rsp_msg, "failed\n");
-        *rsp_status = kStoreFailed;
-        return 0;
+        message.put_text("failed\n");
+        return kStoreFailed;
     }
-    message_text(rsp_msg, "success\n");
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text("success\n");
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readdeft(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readdeft(FtmArgs, FtmMessage& message) {
     CfgText value;
     if (!cfg_read(kDeftRecord, value)) {
         ALOGE("%s: read vcfg failed!\n", __func__);
-        *rsp_status = kFtmFailure;
-        return 0;
+        return kFtmFailure;
     }
-    rsp_msg[0] = static_cast<unsigned char>(value[0]);
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put(static_cast<unsigned char>(value[0]));
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writedeft(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
-    const char value[] = {static_cast<char>(req_args[0]), '\0'};
+FtmStatus ftm_diag_req_cmd_writedeft(FtmArgs args, FtmMessage&) {
+    const char value[] = {static_cast<char>(args[0]), '\0'};
     if (cfg_set(kDeftRecord, value) < 0) {
         ALOGE("%s: write deft_register_switch failed!\n", __func__);
-        *rsp_status = kStoreFailed;
-        return 0;
+        return kStoreFailed;
     }
     if (modem_write_deft_info(value, 1) != 0) {
         ALOGE("fail to write modem subsystem file.\n");
-        *rsp_status = kModemFailed;
-        return 0;
+        return kModemFailed;
     }
-    *rsp_status = kFtmSuccess;
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writeudid(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writeudid(FtmArgs, FtmMessage& message) {
     const std::string source = udid_source();
     if (source.empty()) {
-        *rsp_status = kSourceMissing;
-        return 0;
+        return kSourceMissing;
     }
     const std::string digits = sha256_hex(source.data(), source.size());
     if (digits.empty() || !udid_store(digits)) {
         ALOGE("%s: write vcfg failed!\n", __func__);
-        message_text(rsp_msg, "write file failed\n");
-        *rsp_status = kStoreFailed;
-        return 0;
+        message.put_text("write file failed\n");
+        return kStoreFailed;
     }
-    message_text(rsp_msg, "write udid success\n");
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text("write udid success\n");
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_readudid(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readudid(FtmArgs, FtmMessage& message) {
     std::string udid;
     for (const UdidPiece& piece : kUdidPieces) {
         CfgText value;
         if (!cfg_read(piece.record, value)) {
             ALOGE("%s: read vcfg failed!\n", __func__);
-            message_text(rsp_msg, "get udid failed\n");
-            *rsp_status = kFtmFailure;
-            return 0;
+            message.put_text("get udid failed\n");
+            return kFtmFailure;
         }
         udid += value;
     }
-    message_text(rsp_msg, udid.c_str());
-    *rsp_status = kFtmSuccess;
-    return 0;
+    message.put_text(udid.c_str());
+    return kFtmSuccess;
 }

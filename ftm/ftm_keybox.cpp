@@ -33,9 +33,9 @@ constexpr char kInstallKeybox[] =
 constexpr char kCheckKeybox[] =
     "LD_LIBRARY_PATH=/vendor/lib64/hw /vendor/bin/KmInstallKeybox checkkeybox checkkeybox true true ";
 
-constexpr unsigned char kChecksumDiffers = 2;
-constexpr unsigned char kNoKeyboxFile = 3;
-constexpr unsigned char kNoChecksum = 4;
+constexpr FtmStatus kChecksumDiffers{2};
+constexpr FtmStatus kNoKeyboxFile{3};
+constexpr FtmStatus kNoChecksum{4};
 
 // How the output of a program is judged: the last line with a marker decides, no such line is a failure.
 struct OutputMarkers {
@@ -66,13 +66,13 @@ bool next_piece(FILE* output, char (&piece)[kPiece + 1]) {
 bool contains(const char* text, const char* marker) { return marker != nullptr && strstr(text, marker) != nullptr; }
 
 // Runs a command and judges what it prints.
-unsigned char run_and_judge(const char* command, const OutputMarkers& markers) {
+FtmStatus run_and_judge(const char* command, const OutputMarkers& markers) {
     const UniquePipe output(device_popen(command, "r"));
     if (output == nullptr) {
         ALOGE("%s: Error.", markers.program);
         return kFtmFailure;
     }
-    unsigned char status = kFtmFailure;
+    FtmStatus status = kFtmFailure;
     char piece[kPiece + 1] = {};
     while (next_piece(output.get(), piece)) {
         ALOGD("%s.cmd.out: %s", markers.program, piece);
@@ -134,16 +134,14 @@ bool run_control(const char* name, const char* command) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_installwidevinekey(const char*, const unsigned char* req_args, unsigned char*,
-                                        unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_installwidevinekey(FtmArgs args, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     const std::string directory = persist_path("/keybox");
     const std::string persist_file = directory + "/widevine_keybox.bin";
-    if (req_args[0] != kWidevineKeyType) {
-        *rsp_status = kFtmFailure;
+    if (args[0] != kWidevineKeyType) {
         ALOGE("installwidevinekey: bad opt for keytype.");
-        ALOGD("%s: rsp_status = %d", __func__, *rsp_status);
-        return 0;
+        ALOGD("%s: rsp_status = %d", __func__, ftm_status_byte(kFtmFailure));
+        return kFtmFailure;
     }
     const bool cached = is_missing(directory, true);
     const std::string file = cached ? kWidevineCacheFile : persist_file;
@@ -152,33 +150,31 @@ int ftm_diag_req_cmd_installwidevinekey(const char*, const unsigned char* req_ar
     } else {
         ALOGD("%s: open keybox file at persist path: %s\n", __func__, file.c_str());
     }
-    if (!store_widevine_key(__func__, file, req_args + 1)) {
-        *rsp_status = kFtmFailure;
-        return 0;
+    if (!store_widevine_key(__func__, file, args.bytes + 1)) {
+        return kFtmFailure;
     }
     const std::string command =
         std::string("StoreKeybox ") + (is_missing(directory, false) ? kWidevineCacheFile : persist_file.c_str());
-    const unsigned char status = run_and_judge(command.c_str(), kStoreKeybox);
-    ALOGD("%s: rsp_status = %d", __func__, status);
-    return ftm_finish(__func__, rsp_status, status);
+    const FtmStatus status = run_and_judge(command.c_str(), kStoreKeybox);
+    ALOGD("%s: rsp_status = %d", __func__, ftm_status_byte(status));
+    return ftm_finish(__func__, status);
 }
 
-int ftm_diag_req_cmd_checkwidevinekey(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_checkwidevinekey(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    *rsp_status = kFtmFailure;
     char boot_mode[PROPERTY_VALUE_MAX] = {};
     (void)property_get("ro.bootmode", boot_mode, "normal");
     ALOGD("%s: boot_mode = %s...\n", __func__, boot_mode);
     const bool factory_mode = std::string_view(boot_mode).starts_with(kFactoryBootMode);
     // The test draws on the display path, which the factory mode leaves down.
     if (factory_mode && !run_control(__func__, kStartComposer)) {
-        return 0;
+        return kFtmFailure;
     }
-    const unsigned char status = run_and_judge(kWidevineTest, kOemcryptoTest);
+    const FtmStatus status = run_and_judge(kWidevineTest, kOemcryptoTest);
     if (factory_mode) {
         (void)run_control(__func__, kStopComposer);  // the answer is known by now
     }
-    return ftm_finish(__func__, rsp_status, status);
+    return ftm_finish(__func__, status);
 }
 
 namespace {
@@ -189,11 +185,11 @@ struct KeyboxRequest {
     std::string_view checksum;  // empty: no check
 };
 
-KeyboxRequest parse_keybox_request(const unsigned char* req_args) {
-    const auto* bytes = reinterpret_cast<const char*>(req_args);
-    const size_t n = req_args[0];
+KeyboxRequest parse_keybox_request(FtmArgs args) {
+    const auto* bytes = args.text();
+    const size_t n = args[0];
     const std::string_view identifier(bytes + 1, n);
-    return {std::string(identifier.substr(0, identifier.find('\0'))), std::string_view(bytes + n + 3, req_args[n + 2])};
+    return {std::string(identifier.substr(0, identifier.find('\0'))), std::string_view(bytes + n + 3, args[n + 2])};
 }
 
 const char* md5sum_path() {
@@ -222,8 +218,8 @@ bool checksum_matches(std::string_view expected, std::string_view output) {
                       digit_matches);
 }
 
-// 0, or the status that ends the command.
-unsigned char check_keybox_file(const char* name, std::string_view checksum) {
+// Success, or the status that ends the command.
+FtmStatus check_keybox_file(const char* name, std::string_view checksum) {
     if (is_file_exist(kKeyboxFile) != 0) {
         ALOGD("%s: keybox file does not exsist!\n", name);
         return kNoKeyboxFile;
@@ -250,11 +246,11 @@ unsigned char check_keybox_file(const char* name, std::string_view checksum) {
     return kFtmSuccess;
 }
 
-// Runs the keybox program. 0 when it succeeded.
-unsigned char run_keybox_program(const char* name, const char* command) {
+// Runs the keybox program.
+FtmStatus run_keybox_program(const char* name, const char* command) {
     const int result = device_system(command);
     ALOGD("%s: installKeybox_cmd_status ==: %d\n", name, result);
-    return result == 0 ? kFtmSuccess : kFtmFailure;
+    return ftm_status(result == 0);
 }
 
 void log_keybox_command(const char* name, const std::string& command) {
@@ -262,15 +258,15 @@ void log_keybox_command(const char* name, const std::string& command) {
     ALOGD("%s: InstallKeybox_cmd =: %s", name, command.c_str());
 }
 
-unsigned char install_keybox(const char* name, const unsigned char* req_args) {
-    const KeyboxRequest request = parse_keybox_request(req_args);
+FtmStatus install_keybox(const char* name, FtmArgs args) {
+    const KeyboxRequest request = parse_keybox_request(args);
     if (!is_shell_safe(request.identifier, false)) {
         ALOGE("%s: bad keybox identifier!\n", name);
         return kFtmFailure;
     }
     const std::string command = kInstallKeybox + request.identifier + " true false ";
     log_keybox_command(name, command);
-    unsigned char status = check_keybox_file(name, request.checksum);
+    FtmStatus status = check_keybox_file(name, request.checksum);
     if (status == kFtmSuccess) {
         status = run_keybox_program(name, command.c_str());
         (void)ftm_diag_delete_file(kKeyboxFile);  // used up, whether or not the program liked it
@@ -280,17 +276,16 @@ unsigned char install_keybox(const char* name, const unsigned char* req_args) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_installkeybox(const char*, const unsigned char* req_args, unsigned char*,
-                                   unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_installkeybox(FtmArgs args, FtmMessage&) {
     static int executions = 0;
     ALOGD("%s: e\n", __func__);
     ALOGD("%s: exec_num =: %d", __func__, executions++);
-    return ftm_finish(__func__, rsp_status, install_keybox(__func__, req_args));
+    return ftm_finish(__func__, install_keybox(__func__, args));
 }
 
-int ftm_diag_req_cmd_checkkeybox(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_checkkeybox(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     log_keybox_command(__func__, kCheckKeybox);
     ALOGD("%s: InstallKeybox_cmd =: %d", __func__, static_cast<int>(strlen(kCheckKeybox)));
-    return ftm_finish(__func__, rsp_status, run_keybox_program(__func__, kCheckKeybox));
+    return ftm_finish(__func__, run_keybox_program(__func__, kCheckKeybox));
 }

@@ -32,14 +32,14 @@ constexpr size_t kProvisionFlags = 68;  // offset in the board identifier record
 constexpr unsigned kAliKeyInjected = 4;
 constexpr unsigned kRecordClosed = 8;
 
-constexpr unsigned char kRecordFailed = 2;
-constexpr unsigned char kInputsMissing = 4;
+constexpr FtmStatus kRecordFailed{2};
+constexpr FtmStatus kInputsMissing{4};
 
 // The numbers that the Alipay client takes.
 enum AliStep { kAliPrepare = 2, kAliInject = 3 };
 
 // Reads a Soter result into the message; returns the status.
-unsigned char soter_result(const char* handler, const char* path, unsigned char* rsp_msg) {
+FtmStatus soter_result(const char* handler, const char* path, FtmMessage& message) {
     char result[kSoterResultMax + 1];
     const ssize_t count = read_short_text(path, result, kSoterResultMax);
     if (count == kTextNotOpened) {
@@ -55,7 +55,7 @@ unsigned char soter_result(const char* handler, const char* path, unsigned char*
         ALOGE("%s:exec failed\n", handler);
         return kFtmFailure;
     }
-    message_text(rsp_msg, result);
+    message.put_text(result);
     ALOGD("%s: end\n", handler);
     return kFtmSuccess;
 }
@@ -110,15 +110,15 @@ bool mark_alikey(const char* handler, unsigned char (&record)[kBoardRecordSize])
 }
 
 // A program's output as the message; the status tells whether there was any.
-unsigned char output_status(const std::string& output, unsigned char* rsp_msg) {
+FtmStatus output_status(const std::string& output, FtmMessage& message) {
     if (output.empty()) {
         return kFtmFailure;
     }
-    message_text(rsp_msg, output.c_str());
+    message.put_text(output.c_str());
     return kFtmSuccess;
 }
 
-unsigned char run_product_tool(const char* handler, const char* arguments, unsigned char* rsp_msg) {
+FtmStatus run_product_tool(const char* handler, const char* arguments, FtmMessage& message) {
     const std::string command = (std::string("vendor/bin/orb_pdt_tool ") + arguments).substr(0, kEncryptCommandMax);
     if (!is_shell_safe(command, true)) {
         ALOGE("%s: arguments refused\n", handler);
@@ -127,10 +127,10 @@ unsigned char run_product_tool(const char* handler, const char* arguments, unsig
     ALOGD("cmd = %s\n", command.c_str());
     const std::string output = run_and_capture(command.c_str());
     ALOGD("pdt_tool result = %s\n", output.c_str());
-    return output_status(output, rsp_msg);
+    return output_status(output, message);
 }
 
-unsigned char secure_element_version(unsigned char* rsp_msg) {
+FtmStatus secure_element_version(FtmMessage& message) {
     const UniqueStream image(device_fopen(kSecureElementImage, "rbe"));
     if (!image) {
         ALOGE("open file fail");
@@ -139,95 +139,83 @@ unsigned char secure_element_version(unsigned char* rsp_msg) {
     char version[kImageVersionSize + 1] = {};
     (void)fseek(image.get(), kImageVersionOffset, SEEK_SET);
     (void)fread(version, 1, kImageVersionSize, image.get());  // a short image has a short version
-    memcpy(rsp_msg, version, sizeof(version));
+    memcpy(message.bytes, version, sizeof(version));
     ALOGD("read cos_code.hex veison = %s\n", version);
     return kFtmSuccess;
 }
 
 }  // namespace
 
-int ftm_diag_req_cmd_GetSoterKey(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                 unsigned char* rsp_status) {
-    const unsigned index = req_args[0];
+FtmStatus ftm_diag_req_cmd_GetSoterKey(FtmArgs args, FtmMessage& message) {
+    const unsigned index = args[0];
     ALOGD("%s: start,args is %d\n", __func__, static_cast<int>(index));
     const std::string path = persist_path(("/soter" + std::to_string(index) + ".txt").c_str());
     UniqueFd created(open_exact_mode(path.c_str(), O_RDONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     if (!created.ok()) {
         ALOGE("%s:create %s failed\n", __func__, path.c_str());
-        *rsp_status = kFtmFailure;
-        return 0;
+        return kFtmFailure;
     }
     (void)created.close();
     ALOGD("%s:create %s success\n", __func__, path.c_str());
     run_soter_client(__func__, index, path.c_str());
-    *rsp_status = soter_result(__func__, path.c_str(), rsp_msg);
+    const FtmStatus status = soter_result(__func__, path.c_str(), message);
     (void)ftm_diag_delete_file(path.c_str());  // logs its own result
-    return 0;
+    return status;
 }
 
-int ftm_diag_req_cmd_InjectAliPayKey(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                     unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_InjectAliPayKey(FtmArgs, FtmMessage& message) {
     ALOGD("Enter %s\n", __func__);
-    rsp_msg[0] = 0;
-    *rsp_status = kFtmFailure;
+    message.put(0);
     unsigned char record[kBoardRecordSize] = {};
     int length = kBoardRecordSize;
     if (get_board_id(record, &length) != 1) {
         ALOGE("%s:get_board_id error\n", __func__);
-        *rsp_status = kRecordFailed;
-        return 0;
+        return kRecordFailed;
     }
     if (!inject_alikey(__func__)) {
-        return 0;
+        return kFtmFailure;
     }
     if (!mark_alikey(__func__, record)) {
-        *rsp_status = kRecordFailed;
-        return 0;
+        return kRecordFailed;
     }
-    *rsp_status = kFtmSuccess;
-    ALOGD("%s : rsp_status = %d,rsp_msg = %d \n", __func__, *rsp_status, rsp_msg[0]);
-    return 0;
+    ALOGD("%s : rsp_status = %d,rsp_msg = %d \n", __func__, ftm_status_byte(kFtmSuccess), message.bytes[0]);
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_GetEncryptInfo(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                                    unsigned char* rsp_status) {
-    const int mode = req_args[0];
+FtmStatus ftm_diag_req_cmd_GetEncryptInfo(FtmArgs args, FtmMessage& message) {
+    const int mode = args[0];
     ALOGD("%s: start,args is %d\n", __func__, mode);
-    if (mode == 1) {
-        *rsp_status = run_product_tool(__func__, reinterpret_cast<const char*>(req_args + 1), rsp_msg);
-    } else if (mode == 2) {
-        *rsp_status = secure_element_version(rsp_msg);
+    switch (mode) {
+        case 1:
+            return run_product_tool(__func__, args.text(1), message);
+        case 2:
+            return secure_element_version(message);
+        default:
+            return kFtmAsFound;  // Kept: a success without a text
     }
-    return 0;  // Kept: another mode is a success without a text
 }
 
-int ftm_diag_req_cmd_writeHDCP(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                               unsigned char* rsp_status) {
-    ALOGD("%s: start,args is %d\n", __func__, req_args[0]);
+FtmStatus ftm_diag_req_cmd_writeHDCP(FtmArgs args, FtmMessage& message) {
+    ALOGD("%s: start,args is %d\n", __func__, args[0]);
     if (is_file_exist(kHdcpPem) != 0 || is_file_exist(kHdcpDps) != 0) {
         ALOGE("%s: hdcp file does not exsist!\n", __func__);
-        *rsp_status = kInputsMissing;
-        return 0;
+        return kInputsMissing;
     }
     const std::string output = run_and_capture("/vendor/bin/hdcp2p2prov /cache/HDCP/HDCP2_PEM  /cache/HDCP/DPS ");
     ALOGD("%s: WRITEHDCP,writeHDCP_result %s\n", __func__, output.c_str());
-    *rsp_status = output_status(output, rsp_msg);
-    return 0;
+    return output_status(output, message);
 }
 
-int ftm_diag_req_cmd_checkHDCP(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                               unsigned char* rsp_status) {
-    ALOGD("%s: start,args is %d\n", __func__, req_args[0]);
+FtmStatus ftm_diag_req_cmd_checkHDCP(FtmArgs args, FtmMessage& message) {
+    ALOGD("%s: start,args is %d\n", __func__, args[0]);
     const std::string output = run_and_capture("/vendor/bin/hdcp2p2prov -verify ");
     ALOGD("%s: CHECKHDCP,checkHDCP_result %s\n", __func__, output.c_str());
-    *rsp_status = output_status(output, rsp_msg);
-    return 0;
+    return output_status(output, message);
 }
 
-int ftm_diag_req_cmd_getbrandofwechatKey(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                         unsigned char* rsp_status) {
-    rsp_msg[0] = 0;
-    *rsp_status = message_property(rsp_msg, "ro.product.manufacturer") > 0 ? kFtmSuccess : kFtmFailure;
-    ALOGD("s%%: manufacture = %s", reinterpret_cast<const char*>(rsp_msg));  // Kept: prints "s%"
-    return 0;
+FtmStatus ftm_diag_req_cmd_getbrandofwechatKey(FtmArgs, FtmMessage& message) {
+    message.put(0);
+    const bool is_set = message.put_property("ro.product.manufacturer") > 0;
+    ALOGD("s%%: manufacture = %s", message.text());  // Kept: prints "s%"
+    return ftm_status(is_set);
 }

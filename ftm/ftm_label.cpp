@@ -101,7 +101,7 @@ int encipher(const LabelKey& key, const char* label, size_t length, Cipher* out)
 }
 
 // Stores both halves of the base64 text. The status of the command.
-unsigned char store_label(const char* name, const Cipher& cipher) {
+FtmStatus store_label(const char* name, const Cipher& cipher) {
     unsigned char text[kMaxBase64 + 1] = {};
     (void)EVP_EncodeBlock(text, cipher.bytes.data(), text_length(cipher.size));
     const std::string whole(reinterpret_cast<const char*>(text));
@@ -118,7 +118,7 @@ unsigned char store_label(const char* name, const Cipher& cipher) {
     return kFtmSuccess;
 }
 
-unsigned char write_label(const char* name, const char* label) {
+FtmStatus write_label(const char* name, const char* label) {
     const size_t length = strnlen(label, kFtmArgsMin - 1);
     if (length == 0) {
         ALOGE("%s ret_cbc = %d\n", name, kEmptyLabel);
@@ -211,7 +211,7 @@ size_t unpadded_size(const unsigned char* plain, size_t size) {
     return good ? size - padding : 0;
 }
 
-unsigned char read_label(const char* name, unsigned char* rsp_msg) {
+FtmStatus read_label(const char* name, FtmMessage& message) {
     Cipher cipher = {};
     LabelKey key = {};
     if (!load_label(name, &cipher) || !make_label_key(model_name(), &key)) {
@@ -232,30 +232,25 @@ unsigned char read_label(const char* name, unsigned char* rsp_msg) {
     ALOGD("%s buffer = %x\n", name, address_of(plain));
     ALOGD("%s plaintext_size = %d\n", name, static_cast<int>(length));
     // Kept: 21 bytes whatever the label's length, so the padding of a shorter one is part of the reply.
-    (void)memcpy(rsp_msg, plain, kReplySize);
-    rsp_msg[kReplySize] = 0;
-    const size_t reply = strlen(reinterpret_cast<const char*>(rsp_msg));
+    (void)memcpy(message.bytes, plain, kReplySize);
+    message.bytes[kReplySize] = 0;
+    const size_t reply = strlen(message.text());
     ALOGD("%s: len_original = %d", name, static_cast<int>(reply));
-    return reply == 0 ? kFtmFailure : kFtmSuccess;
+    return ftm_status(reply != 0);
 }
 
 }  // namespace
 
-int ftm_diag_req_cmd_writeDigitalCode(const char*, const unsigned char* req_args, unsigned char*,
-                                      unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writeDigitalCode(FtmArgs args, FtmMessage&) {
     ALOGD("%s\n", __func__);
     if (!ftm_label_gate_open()) {
         ALOGE("%s is_digital_random_auth_ok = %d\n", __func__, 0);
-        *rsp_status = kFtmFailure;
-        return 0;
+        return kFtmFailure;
     }
-    *rsp_status = write_label(__func__, reinterpret_cast<const char*>(req_args));
-    return 0;
+    return write_label(__func__, args.text());
 }
 
-int ftm_diag_req_cmd_readDigitalCode(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                     unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readDigitalCode(FtmArgs, FtmMessage& message) {
     ALOGD("%s\n", __func__);
-    *rsp_status = read_label(__func__, rsp_msg);
-    return 0;
+    return read_label(__func__, message);
 }

@@ -19,13 +19,13 @@ constexpr size_t kMacSize = 6;
 constexpr size_t kMacFileMax = 64;
 constexpr unsigned char kBtHeader[] = {0x01, 0x00, 0x06};
 
-constexpr unsigned char kFileMissing = 2;  // or not to be opened, or not to be given to its owner
-constexpr unsigned char kShortWrite = 3;
-constexpr unsigned char kRefused = 4;    // a multicast address, or a file that cannot be synchronised
+constexpr FtmStatus kFileMissing{2};  // or not to be opened, or not to be given to its owner
+constexpr FtmStatus kShortWrite{3};
+constexpr FtmStatus kRefused{4};         // a multicast address, or a file that cannot be synchronised
 constexpr unsigned char kBadHeader = 3;  // in the message
 
 // The last steps of storing an address. Status of the command.
-unsigned char mac_store(FileReplacement* file, const void* data, size_t size) {
+FtmStatus mac_store(FileReplacement* file, const void* data, size_t size) {
     switch (file->store(data, size)) {
         case WriteStep::kDone:
             return kFtmSuccess;
@@ -65,77 +65,68 @@ bool give_to_bluetooth(const char* path, const char* written) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_readwifimac(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readwifimac(FtmArgs, FtmMessage& message) {
     char text[kMacFileMax + 1];
     if (read_short_text(persist_path(kWifiFile).c_str(), text, kMacFileMax) == kTextNotOpened) {
-        *rsp_status = kFileMissing;
-        return 0;
+        return kFileMissing;
     }
     if (strncmp(text, kWifiHeader, strlen(kWifiHeader)) != 0) {
-        rsp_msg[0] = kBadHeader;  // Kept: the status stays 0
-        return 0;
+        message.put(kBadHeader);
+        return kFtmAsFound;  // Kept: no failure
     }
     unsigned mac[kMacSize] = {};
     (void)sscanf(text, "wifiaddr:%x %x %x %x %x %x", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4], &mac[5]);
     for (size_t i = 0; i < kMacSize; ++i) {
-        rsp_msg[i] = static_cast<unsigned char>(mac[i]);
+        message.bytes[i] = static_cast<unsigned char>(mac[i]);
     }
-    *rsp_status = kFtmSuccess;
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writewifimac(const char*, const unsigned char* req_args, unsigned char*,
-                                  unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writewifimac(FtmArgs args, FtmMessage&) {
     FileReplacement file(persist_path(kWifiFile), 0644, FileReplacement::Mode::kExact);
     if (!file.ok()) {
-        *rsp_status = kFileMissing;
-        return 0;
+        return kFileMissing;
     }
-    if ((req_args[0] & 1) != 0) {  // Kept: a multicast address is refused when the old one is already gone
+    if ((args[0] & 1) != 0) {  // Kept: a multicast address is refused when the old one is already gone
         (void)file.commit();
-        *rsp_status = kRefused;
-        return 0;
+        return kRefused;
     }
-    const std::string text = wifi_mac_text(req_args);
-    *rsp_status = mac_store(&file, text.data(), text.size());
-    return 0;
+    const std::string text = wifi_mac_text(args.bytes);
+    return mac_store(&file, text.data(), text.size());
 }
 
-int ftm_diag_req_cmd_readbtmac(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readbtmac(FtmArgs, FtmMessage& message) {
     char record[kMacFileMax + 1];
     if (read_short_text(persist_path(kBtFile).c_str(), record, kMacFileMax) == kTextNotOpened) {
-        *rsp_status = kFileMissing;
-        return 0;
+        return kFileMissing;
     }
     if (record[0] != kBtHeader[0] || record[2] != kBtHeader[2]) {
-        rsp_msg[0] = kBadHeader;  // Kept: the status stays 0
-        return 0;
+        message.put(kBadHeader);
+        return kFtmAsFound;  // Kept: no failure
     }
-    memcpy(rsp_msg, record + sizeof(kBtHeader), kMacSize);
+    memcpy(message.bytes, record + sizeof(kBtHeader), kMacSize);
     for (size_t i = 0; i < kMacSize; ++i) {
-        ALOGD("0x%X ", static_cast<unsigned>(rsp_msg[i]));
+        ALOGD("0x%X ", static_cast<unsigned>(message.bytes[i]));
     }
-    *rsp_status = kFtmSuccess;
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writebtmac(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writebtmac(FtmArgs args, FtmMessage&) {
     const std::string path = persist_path(kBtFile);
-    *rsp_status = kFileMissing;
     FileReplacement file(path, 0664, FileReplacement::Mode::kExact);
     if (!file.ok()) {
         ALOGE("generate BT MAC Addr failed!!\n");
-        return 0;
+        return kFileMissing;
     }
     if (!give_to_bluetooth(path.c_str(), file.written_path())) {
-        return 0;
+        return kFileMissing;
     }
     unsigned char record[sizeof(kBtHeader) + kMacSize];
     memcpy(record, kBtHeader, sizeof(kBtHeader));
-    memcpy(record + sizeof(kBtHeader), req_args, kMacSize);
-    *rsp_status = mac_store(&file, record, sizeof(record));
-    if (*rsp_status == kFtmSuccess) {
+    memcpy(record + sizeof(kBtHeader), args.bytes, kMacSize);
+    const FtmStatus status = mac_store(&file, record, sizeof(record));
+    if (status == kFtmSuccess) {
         ALOGD("%s created successfuly\n", path.c_str());
     }
-    return 0;
+    return status;
 }

@@ -17,7 +17,7 @@ constexpr int kResponseFileMax = 4093;
 
 }  // namespace
 
-bool read_file_content(const char* path, unsigned char* area) {
+bool read_file_content(const char* path, uint8_t* area) {
     UniqueFd fd(device_open(path, kReadFlags));
     const UniqueStream file(fd.ok() ? fdopen(fd.get(), "r") : nullptr);
     (void)(file ? fd.release() : 0);  // the stream closes it
@@ -35,17 +35,17 @@ bool read_file_content(const char* path, unsigned char* area) {
     return true;
 }
 
-void message_text(unsigned char* rsp_msg, const char* text) {
+void FtmMessage::put_text(const char* text) {
     const size_t length = std::min(strlen(text), kFtmMsgSize - 1);
-    memcpy(rsp_msg, text, length);
-    rsp_msg[length] = '\0';
+    memcpy(bytes, text, length);
+    bytes[length] = '\0';
 }
 
-int message_property(unsigned char* rsp_msg, const char* property) {
+int FtmMessage::put_property(const char* property) {
     char value[PROPERTY_VALUE_MAX] = {};
     const int length = property_get(property, value, "");
     if (length > 0) {
-        message_text(rsp_msg, value);
+        put_text(value);
     }
     return length;
 }

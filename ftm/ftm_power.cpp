@@ -31,7 +31,7 @@ constexpr char kApdpFullImage[] = "/vendor/firmware_mnt/image/apdpfull.mbn";
 constexpr char kApdpPartition[] = "/dev/block/bootdevice/by-name/apdp";
 constexpr char kApdpbPartition[] = "/dev/block/bootdevice/by-name/apdpb";
 
-constexpr unsigned char kModemNotReady = 3;  // the tool waits and tries again
+constexpr FtmStatus kModemNotReady{3};  // the tool waits and tries again
 
 // Restart reasons. Workers take an untyped pointer, so these are not constants; nobody writes to them.
 char normal_reason[] = "orb";
@@ -40,10 +40,10 @@ char recovery_reason[] = "recovery";
 char edl_reason[] = "edl";
 
 // The exit line stands before the worker starts, so that it cannot mix with the worker's own lines.
-int succeed(const char* name, unsigned char* rsp_status, WorkerBody* worker, void* arg = nullptr) {
-    (void)ftm_finish(name, rsp_status, kFtmSuccess);
+FtmStatus succeed(const char* name, WorkerBody* worker, void* arg = nullptr) {
+    const FtmStatus status = ftm_finish(name, kFtmSuccess);
     (void)start_worker(worker, arg);  // the answer is on its way whether or not the phone follows
-    return 0;
+    return status;
 }
 
 void restart(const char* name, const char* reason) {
@@ -111,49 +111,49 @@ void* ftm_reboot_edl_thread(void*) {
     return nullptr;
 }
 
-int ftm_diag_req_cmd_reboot(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_reboot(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_reboot_thread, normal_reason);
+    return succeed(__func__, ftm_reboot_thread, normal_reason);
 }
 
-int ftm_diag_req_cmd_rebootftm(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_rebootftm(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_reboot_thread, ftm_reason);
+    return succeed(__func__, ftm_reboot_thread, ftm_reason);
 }
 
-int ftm_diag_req_cmd_extendreboot(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_extendreboot(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_extendreboot_thread, normal_reason);
+    return succeed(__func__, ftm_extendreboot_thread, normal_reason);
 }
 
-int ftm_diag_req_cmd_poweroff(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_poweroff(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_poweroff_thread);
+    return succeed(__func__, ftm_poweroff_thread);
 }
 
-int ftm_diag_req_cmd_extendpoweroff(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_extendpoweroff(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_extendpoweroff_thread);
+    return succeed(__func__, ftm_extendpoweroff_thread);
 }
 
-int ftm_diag_req_cmd_rebootedl(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_rebootedl(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    return succeed(__func__, rsp_status, ftm_reboot_edl_thread);
+    return succeed(__func__, ftm_reboot_edl_thread);
 }
 
-int ftm_diag_req_cmd_dload(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_dload(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     UniqueFd node(device_open(kDownloadModeNode, O_WRONLY | O_CLOEXEC));
     if (!node.ok()) {
         ALOGE("%s: open file failed!\n", "ftm_set_dload_mode");
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
     if (raise_flag(node.get()) < 0) {
         ALOGE("%s: write file failed!\n", "ftm_set_dload_mode");
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
     (void)node.close();
-    return succeed(__func__, rsp_status, ftm_reboot_thread, normal_reason);
+    return succeed(__func__, ftm_reboot_thread, normal_reason);
 }
 
 int reset_apdp_data_from_nonhlos(int mini) {
@@ -189,38 +189,38 @@ int reset_apdp_data_from_nonhlos(int mini) {
     return end == ImageCopy::kDone ? 0 : -1;
 }
 
-int ftm_diag_req_cmd_resetapdpdata(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_resetapdpdata(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     if (reset_apdp_data_from_nonhlos(0) != 0) {
         ALOGE("%s: reset apdp data from nonhlos failed !\n", __func__);
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
-    return ftm_finish(__func__, rsp_status, kFtmSuccess);
+    return ftm_finish(__func__, kFtmSuccess);
 }
 
-int ftm_diag_req_cmd_factoryresetdata(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_factoryresetdata(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     if (reset_apdp_data_from_nonhlos(1) != 0) {
         ALOGE("%s: reset apdp data from nonhlos failed !\n", __func__);
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
     if (cfg_set("recovery.command", "--factory_wipe_data") < 0) {
         ALOGE("%s: set cfg failed !\n", __func__);
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
     // Only now: a retry repeats the steps above, which does no harm.
     if (is_qmi_init_done() == 0) {
         ALOGE(" qmi is not ready..., wait and try again\n");
-        return ftm_finish(__func__, rsp_status, kModemNotReady);
+        return ftm_finish(__func__, kModemNotReady);
     }
     ALOGD("%s: modem_restore_qcn_data ...\n", __func__);
     const int result = modem_restore_qcn_data();
     if (result != 0) {
         ALOGD("%s: modem_restore_qcn_data error, result = %d\n", __func__, result);
-        return ftm_finish(__func__, rsp_status, kFtmFailure);
+        return ftm_finish(__func__, kFtmFailure);
     }
     (void)log_control_set_flag(0);  // the flag is no part of what the reset promises
-    return succeed(__func__, rsp_status, ftm_reboot_thread, recovery_reason);
+    return succeed(__func__, ftm_reboot_thread, recovery_reason);
 }
 
 namespace {

@@ -119,30 +119,28 @@ bool provision_with(Object* client_env) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_checkrpmbprovision(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                        unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_checkrpmbprovision(FtmArgs, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
     ALOGD("%s: start in SMCI\n", kCheckName);
     ALOGD("%s start 1.\n", kCheckName);
     Object client_env{};
-    unsigned char message = kKeyOther;
-    const bool reached = check_with(&client_env, &message);
+    unsigned char key = kKeyOther;
+    const bool reached = check_with(&client_env, &key);
     release(&client_env);
     ALOGD("Object_ASSIGN_NULL clientEnv\n");
     ALOGD("NOT Object_ASSIGN_NULL rpmbObj\n");  // Kept: the check leaves the service object unreleased.
-    *rsp_msg = message;
-    *rsp_status = reached ? kFtmSuccess : kFtmFailure;
+    message.put(key);
     ALOGD("%s: end\n", __func__);
-    return 0;
+    return ftm_status(reached);
 }
 
-int ftm_diag_req_cmd_dorpmbprovision(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_dorpmbprovision(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     ALOGD("%s: start in SMCI\n", kProvisionName);
     ALOGD("%s start.\n", kProvisionName);
     Object client_env{};
-    *rsp_status = provision_with(&client_env) ? kFtmSuccess : kFtmFailure;
+    const bool provisioned = provision_with(&client_env);
     release(&client_env);
     ALOGD("%s: end\n", __func__);
-    return 0;
+    return ftm_status(provisioned);
 }

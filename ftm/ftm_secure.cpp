@@ -141,50 +141,44 @@ UniqueFd open_token_file(const char* path, int flags) {
 
 }  // namespace
 
-int ftm_diag_req_cmd_readfuse(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                              unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readfuse(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
-    *rsp_msg = 0;
-    *rsp_status = kFtmFailure;
-    ALOGD("%s: req_args: %d\n", __func__, req_args[0]);
-    const FuseNode* fuse = find_row(kFuseNodes, req_args[0]);
+    message.put(0);
+    ALOGD("%s: req_args: %d\n", __func__, args[0]);
+    const FuseNode* fuse = find_row(kFuseNodes, args[0]);
     if (fuse == nullptr) {
-        return 0;
+        return kFtmFailure;
     }
     const UniqueFd node(device_open(fuse->path, kReadFlags));
     if (!node.ok()) {
         ALOGD("%s: failed to open %s!\n", __func__, fuse->path);
-        return 0;
+        return kFtmFailure;
     }
     std::array<char, 5> text{};
     (void)read_once(node.get(), text.data(), text.size() - 1);  // a node that yields nothing reads as 0
     const long value = strtol(text.data(), nullptr, 10);
     ALOGD("%s: read value 1: %s\n", __func__, text.data());
     ALOGD("%s: read value 2: %ld\n", __func__, value);
-    *rsp_msg = static_cast<unsigned char>(value);
-    *rsp_status = kFtmSuccess;
-    ALOGD("%s: rsp_msg: %d\n", __func__, *rsp_msg);
+    message.put(static_cast<unsigned char>(value));
+    ALOGD("%s: rsp_msg: %d\n", __func__, message.bytes[0]);
     ALOGD("%s: end\n", __func__);
-    return 0;
+    return kFtmSuccess;
 }
 
-int ftm_diag_req_cmd_writefuse(const char*, const unsigned char* req_args, unsigned char* rsp_msg,
-                               unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writefuse(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
-    *rsp_msg = 0;
-    *rsp_status = kFtmFailure;
-    const FuseImage* image = find_row(kFuseImages, req_args[0]);
+    message.put(0);
+    const FuseImage* image = find_row(kFuseImages, args[0]);
     if (image == nullptr) {
         ALOGE("%s: bad request\n", __func__);
-        return 0;
+        return kFtmFailure;
     }
-    return ftm_finish(__func__, rsp_status, write_fuse_image(__func__, *image));
+    return ftm_finish(__func__, write_fuse_image(__func__, *image));
 }
 
-int ftm_diag_req_cmd_tokbackup(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_tokbackup(FtmArgs args, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    ALOGD("%s: req_args: %d\n", __func__, req_args[0]);
-    *rsp_status = kFtmFailure;
+    ALOGD("%s: req_args: %d\n", __func__, args[0]);
     const std::string root = persist_dir();
     const std::string directory = root + "/rsu";
     const std::string backup_path = directory + "/00000000.authtokcont.backup";
@@ -193,40 +187,37 @@ int ftm_diag_req_cmd_tokbackup(const char*, const unsigned char* req_args, unsig
     (void)device_remove(directory.c_str());
     if (device_mkdir(directory.c_str(), kTokenMode) != 0) {
         ALOGE("mkdir failed: %s, errno = %d", directory.c_str(), errno);
-        return 0;
+        return kFtmFailure;
     }
     UniqueFd source = open_token_file(kTokenFile, O_RDONLY | O_NONBLOCK);
     if (!source.ok()) {
-        return 0;
+        return kFtmFailure;
     }
     UniqueFd backup = open_token_file(backup_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
     if (!backup.ok()) {
-        return 0;
+        return kFtmFailure;
     }
-    if (copy_token(source.get(), backup.get(), backup_path.c_str())) {
-        *rsp_status = kFtmSuccess;
-    }
+    const bool copied = copy_token(source.get(), backup.get(), backup_path.c_str());
     (void)source.close();
     (void)backup.close();
     ALOGD("%s: x\n", __func__);
-    return 0;
+    return ftm_status(copied);
 }
 
-int ftm_diag_req_cmd_writeveritycfg(const char*, const unsigned char* req_args, unsigned char*,
-                                    unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writeveritycfg(FtmArgs args, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    const bool stored = cfg_set_int("eioeraseflag", req_args[0]) > 0;
+    const bool stored = cfg_set_int("eioeraseflag", args[0]) > 0;
     if (!stored) {
         ALOGE("%s: eio erase flag set failed!\n", __func__);
     }
-    return ftm_finish(__func__, rsp_status, stored);
+    return ftm_finish(__func__, stored);
 }
 
-int ftm_diag_req_cmd_rmavbrollback(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_rmavbrollback(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     const bool stored = cfg_set_int("rmavbrollback", 1) > 0;
     if (!stored) {
         ALOGE("%s: avb rollback reset flag set failed!\n", __func__);
     }
-    return ftm_finish(__func__, rsp_status, stored);
+    return ftm_finish(__func__, stored);
 }

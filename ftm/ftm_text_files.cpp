@@ -24,14 +24,14 @@ constexpr size_t kShortTextMax = 63;
 constexpr size_t kLcdCurrentMax = 511;
 constexpr size_t kMhlNodeMax = 20;
 
-constexpr unsigned char kMhlMissing = 2;
-constexpr unsigned char kMhlBadHeader = 3;
-constexpr unsigned char kMhlNotAccepted = 4;
-constexpr unsigned char kShortWrite = 3;
+constexpr FtmStatus kMhlMissing{2};
+constexpr FtmStatus kMhlBadHeader{3};
+constexpr FtmStatus kMhlNotAccepted{4};
+constexpr FtmStatus kShortWrite{3};
 
 // Sends at most `max` bytes of a file on persist as the message's text; returns the status.
-unsigned char send_text_file(const char* handler, const char* suffix, size_t max, unsigned char* rsp_msg) {
-    rsp_msg[0] = '\0';
+FtmStatus send_text_file(const char* handler, const char* suffix, size_t max, FtmMessage& message) {
+    message.put('\0');
     const std::string path = persist_path(suffix);
     char text[kLcdCurrentMax + 1];
     const ssize_t count = read_short_text(path.c_str(), text, max);
@@ -41,14 +41,14 @@ unsigned char send_text_file(const char* handler, const char* suffix, size_t max
     if (count < 0) {
         return kFtmFailure;
     }
-    message_text(rsp_msg, text);
+    message.put_text(text);
     return kFtmSuccess;
 }
 
 // Stores an argument in a file on persist: the first `kept` bytes of the text and, Kept: zeros for the rest of its
 // length. Returns the status.
-unsigned char store_argument(const char* handler, const char* suffix, const unsigned char* req_args, size_t kept) {
-    std::string text = reinterpret_cast<const char*>(req_args);
+FtmStatus store_argument(const char* handler, const char* suffix, FtmArgs args, size_t kept) {
+    std::string text = args.text();
     ALOGD("%s:req_args = %s \n", handler, text.c_str());
     FileReplacement file(persist_path(suffix), kTextMode);
     if (!file.ok()) {
@@ -68,74 +68,59 @@ unsigned char store_argument(const char* handler, const char* suffix, const unsi
 
 }  // namespace
 
-int ftm_diag_req_cmd_readomadm(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    *rsp_status = send_text_file(__func__, kOmaDmFile, kShortTextMax, rsp_msg);
-    return 0;
+FtmStatus ftm_diag_req_cmd_readomadm(FtmArgs, FtmMessage& message) {
+    return send_text_file(__func__, kOmaDmFile, kShortTextMax, message);
 }
 
-int ftm_diag_req_cmd_writeomadm(const char*, const unsigned char* req_args, unsigned char*, unsigned char* rsp_status) {
-    *rsp_status = kFtmFailure;
+FtmStatus ftm_diag_req_cmd_writeomadm(FtmArgs args, FtmMessage&) {
     FileReplacement file(persist_path(kOmaDmFile), kTextMode);
     if (!file.ok()) {
         ALOGE("%s: open file failed!\n", __func__);
-        return 0;
+        return kFtmFailure;
     }
     unsigned char record[kOmaDmSize] = {};
-    memcpy(record, req_args, kOmaDmSize - 1);  // Kept: also what lies behind the text's own end
+    memcpy(record, args.bytes, kOmaDmSize - 1);  // Kept: also what lies behind the text's own end
     const WriteStep step = file.store(record, sizeof(record));
     if (step == WriteStep::kWriteFailed) {
         ALOGE("%s: write oma dm error !\n", __func__);
-    } else if (step == WriteStep::kDone) {
-        *rsp_status = kFtmSuccess;
     }
-    return 0;
+    return ftm_status(step == WriteStep::kDone);
 }
 
-int ftm_diag_req_cmd_readcountrycode(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                     unsigned char* rsp_status) {
-    *rsp_status = send_text_file(__func__, kCountryCodeFile, kShortTextMax, rsp_msg);
-    return 0;
+FtmStatus ftm_diag_req_cmd_readcountrycode(FtmArgs, FtmMessage& message) {
+    return send_text_file(__func__, kCountryCodeFile, kShortTextMax, message);
 }
 
-int ftm_diag_req_cmd_writecountrycode(const char*, const unsigned char* req_args, unsigned char*,
-                                      unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writecountrycode(FtmArgs args, FtmMessage&) {
     constexpr size_t kBufferSize = 64;
     constexpr size_t kKeptOfLong = 32;  // Kept: of a text that does not fit the buffer
-    const size_t length = strlen(reinterpret_cast<const char*>(req_args));
+    const size_t length = strlen(args.text());
     const size_t kept = length < kBufferSize ? length : kKeptOfLong;
-    *rsp_status = store_argument(__func__, kCountryCodeFile, req_args, kept);
-    return 0;
+    return store_argument(__func__, kCountryCodeFile, args, kept);
 }
 
-int ftm_diag_req_cmd_readlcdcurrent(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                    unsigned char* rsp_status) {
-    *rsp_status = send_text_file(__func__, kLcdCurrentFile, kLcdCurrentMax, rsp_msg);
-    return 0;
+FtmStatus ftm_diag_req_cmd_readlcdcurrent(FtmArgs, FtmMessage& message) {
+    return send_text_file(__func__, kLcdCurrentFile, kLcdCurrentMax, message);
 }
 
-int ftm_diag_req_cmd_writelcdcurrent(const char*, const unsigned char* req_args, unsigned char*,
-                                     unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_writelcdcurrent(FtmArgs args, FtmMessage&) {
     constexpr size_t kBufferSize = 512;
-    *rsp_status = store_argument(__func__, kLcdCurrentFile, req_args, kBufferSize);
-    return 0;
+    return store_argument(__func__, kLcdCurrentFile, args, kBufferSize);
 }
 
-int ftm_diag_req_cmd_readmhlver(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_readmhlver(FtmArgs, FtmMessage& message) {
     char text[kMhlNodeMax + 1];
     if (read_short_text(kMhlNode, text, kMhlNodeMax) == kTextNotOpened) {
-        *rsp_status = kMhlMissing;
-        return 0;
+        return kMhlMissing;
     }
     if (strncmp(text, kMhlHeader, strlen(kMhlHeader)) != 0) {
-        *rsp_status = kMhlBadHeader;
-        return 0;
+        return kMhlBadHeader;
     }
     unsigned version[3] = {};
     (void)sscanf(text, "mhlversion:%x %x %x ", &version[0], &version[1], &version[2]);
     for (size_t i = 0; i < std::size(version); ++i) {
-        rsp_msg[i] = static_cast<unsigned char>(version[i]);
+        message.bytes[i] = static_cast<unsigned char>(version[i]);
     }
     const bool accepted = (version[0] == 0x83 && version[1] == 0x34) || (version[0] == 0x82 && version[1] == 0x40);
-    *rsp_status = accepted ? kFtmSuccess : kMhlNotAccepted;
-    return 0;
+    return accepted ? kFtmSuccess : kMhlNotAccepted;
 }

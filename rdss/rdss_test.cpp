@@ -244,56 +244,46 @@ int queryCCTCQ() {
     return exchange(__func__, sentence + kMessageTail, kLongFrame);
 }
 
-unsigned char status_of(int result) { return result == 0 ? kFtmSuccess : kFtmFailure; }
-
 // The two queries' common end: the text is the message, without a terminator of its own.
-void report_query(const char* name, int result, const char* (*read_text)(), unsigned char* rsp_msg,
-                  unsigned char* rsp_status) {
+FtmStatus report_query(const char* name, int result, const char* (*read_text)(), FtmMessage& message) {
     if (result == 0) {
-        (void)std::string_view(read_text()).copy(reinterpret_cast<char*>(rsp_msg), kFtmMsgSize);
-        ALOGD("%s: rsp_msg = %s\n", name, reinterpret_cast<const char*>(rsp_msg));
+        (void)std::string_view(read_text()).copy(reinterpret_cast<char*>(message.bytes), kFtmMsgSize);
+        ALOGD("%s: rsp_msg = %s\n", name, message.text());
     }
-    *rsp_status = status_of(result);
     ALOGD("%s: result = %d\n", name, result);
+    return ftm_status(result == 0);
 }
 
 }  // namespace
 
-int ftm_diag_req_cmd_startRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_startRchipTest(FtmArgs, FtmMessage&) {
     const int result = startTest();
-    *rsp_status = status_of(result);
     ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
-    return 0;
+    return ftm_status(result == 0);
 }
 
-int ftm_diag_req_cmd_stopRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_stopRchipTest(FtmArgs, FtmMessage&) {
     const int result = stopTest();
-    *rsp_status = status_of(result);
     ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
-    return 0;
+    return ftm_status(result == 0);
 }
 
-int ftm_diag_req_cmd_closeRchipTest(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_closeRchipTest(FtmArgs, FtmMessage&) {
     const int result = closeTest();
-    *rsp_status = status_of(result);
     ALOGD("%s: result = %d\n", __func__, result);
-    return 0;
+    return ftm_status(result == 0);
 }
 
-int ftm_diag_req_cmd_sendRchipCN(const char*, const unsigned char*, unsigned char* rsp_msg, unsigned char* rsp_status) {
-    report_query(__func__, queryCN(), get_rdss_chip_cn, rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_sendRchipCN(FtmArgs, FtmMessage& message) {
+    return report_query(__func__, queryCN(), get_rdss_chip_cn, message);
 }
 
-int ftm_diag_req_cmd_sendRchipNewCN(const char*, const unsigned char*, unsigned char* rsp_msg,
-                                    unsigned char* rsp_status) {
-    report_query(__func__, queryCNNew(), get_rdss_chip_cn_new, rsp_msg, rsp_status);
-    return 0;
+FtmStatus ftm_diag_req_cmd_sendRchipNewCN(FtmArgs, FtmMessage& message) {
+    return report_query(__func__, queryCNNew(), get_rdss_chip_cn_new, message);
 }
 
-int ftm_diag_req_cmd_sendRchipCCTCQ(const char*, const unsigned char*, unsigned char*, unsigned char* rsp_status) {
+FtmStatus ftm_diag_req_cmd_sendRchipCCTCQ(FtmArgs, FtmMessage&) {
     const int result = queryCCTCQ();
-    *rsp_status = status_of(result);
     ALOGD("%s: sendresult = %d\n", __func__, result);
-    return 0;
+    return ftm_status(result == 0);
 }
