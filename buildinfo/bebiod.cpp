@@ -28,6 +28,7 @@ constexpr uint8_t kSetDone = 0;
 constexpr uint8_t kSetFailed = 1;
 constexpr size_t kTextField = 20;  // bytes of a text in the menu, terminator included
 
+constexpr NoRoomLine kNoRoom = {"rsp_ptr ERR:NULL", "\n"};
 constexpr const char* kUnknown = "unknown";
 constexpr const char* kHwVersionNode = "/sys/devices/system/soc/soc0/orb_hw_ver";
 constexpr const char* kHwVersionOldNode = "/sys/devices/soc0/orb_hw_ver";
@@ -149,18 +150,10 @@ void log_menu(const uint8_t* rsp) {
     ALOGE("rsp_ptr->Activation_Date[2]:%d\r\n", date(kMenuActiveDate, 2));
 }
 
-uint8_t* allocate(unsigned size) {
-    auto* const rsp = static_cast<uint8_t*>(diagpkt_alloc(kBebiodCommand, size));
-    if (rsp == nullptr) {
-        ALOGE("rsp_ptr ERR:NULL\n");
-    }
-    return rsp;
-}
-
 // Hands one of the resets to the system, once there is a response to answer with.
 void* broadcast_reset(const char* name, const char* command, uint8_t sub_command) {
     ALOGD("%s...", name);
-    uint8_t* const rsp = allocate(kResetResponse);
+    uint8_t* const rsp = toplevel_response(kBebiodCommand, kResetResponse, kNoRoom);
     if (rsp != nullptr) {
         (void)device_system(command);  // the system's own affair from here on
         put_u16(rsp + 1, sub_command);
@@ -222,7 +215,7 @@ void* serve_sub_command(const void* request, uint16_t length, uint8_t sub_comman
 // The request sent back unchanged, so that the tool always receives something.
 void* generate_default_rsp(const void* request, uint16_t length) {
     ALOGD("%s\n", __func__);
-    auto* const rsp = static_cast<uint8_t*>(diagpkt_alloc(kBebiodCommand, std::max<unsigned>(length, 1)));
+    uint8_t* const rsp = toplevel_response(kBebiodCommand, std::max<unsigned>(length, 1), kNoLine);
     if (rsp != nullptr && request != nullptr) {
         memcpy(rsp, request, length);
     }
@@ -232,7 +225,7 @@ void* generate_default_rsp(const void* request, uint16_t length) {
 
 void* bebiod_diag_get_rtn_menu() {
     ALOGD("%s...", __func__);
-    uint8_t* const rsp = allocate(kMenuResponse);
+    uint8_t* const rsp = toplevel_response(kBebiodCommand, kMenuResponse, kNoRoom);
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -260,7 +253,7 @@ void* bebiod_diag_set_rtn_menu(const void* request, uint16_t length) {
         ALOGE("%s packed_req_ptr ERR : NULL \n", __func__);
         return nullptr;
     }
-    uint8_t* const rsp = allocate(kSetResponse);
+    uint8_t* const rsp = toplevel_response(kBebiodCommand, kSetResponse, kNoRoom);
     if (rsp == nullptr) {
         return nullptr;
     }

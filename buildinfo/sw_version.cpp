@@ -59,7 +59,7 @@ void get_prop_value_assist(const char* property, void* out, size_t room) {
 }
 
 void* version_response(const VersionLayout& layout) {
-    auto* rsp = static_cast<uint8_t*>(diagpkt_alloc(layout.command, layout.size));
+    uint8_t* rsp = toplevel_response(layout.command, layout.size, kNoLine);
     if (rsp == nullptr) {
         return nullptr;
     }

@@ -76,7 +76,7 @@ void* diag_AP_Get_BatteryState(const void* request, uint16_t length) {
         ALOGE("BatteryState pkt_len  =%d\n", length);
         return diagpkt_err_rsp(kDiagBadLength, request, length);
     }
-    auto* const rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kBatterySubsystem, kBatteryCommand, kBatteryResponse));
+    uint8_t* const rsp = subsystem_response(kBatterySubsystem, kBatteryCommand, kBatteryResponse, kNoLine);
     ALOGE("BatteryState battery rsp =%p\n", static_cast<void*>(rsp));
     if (rsp == nullptr) {
         return nullptr;
@@ -100,7 +100,7 @@ void* diag_AP_SDCard_Test(const void* request, uint16_t length) {
         ALOGE("sdcard_test pkt_len =%d\n", length);
         return diagpkt_err_rsp(kDiagBadLength, request, length);
     }
-    auto* const rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kSdcardSubsystem, kSdcardCommand, kSdcardResponse));
+    uint8_t* const rsp = subsystem_response(kSdcardSubsystem, kSdcardCommand, kSdcardResponse, kNoLine);
     ALOGE("sdcard_test rsp =%p\n", static_cast<void*>(rsp));
     if (rsp == nullptr) {
         return nullptr;

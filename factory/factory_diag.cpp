@@ -53,37 +53,33 @@ using RecordGetter = int(unsigned char* buffer, int* length);
 using RecordSetter = int(const unsigned char* data, int length);
 
 void* read_record(const FactoryCommand& command, const void* request, uint16_t length, RecordGetter* getter) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(command, request, length, &rsp)) {
-        return rsp;
-    }
-    unsigned char record[kBoardRecordSize] = {};
-    int record_length = kBoardRecordSize;
-    if (getter(record, &record_length) != 1) {
-        ALOGE("read FAIL \n");
-        return factory_end(rsp, kFactoryFailed);
-    }
-    memcpy(rsp + kFactoryPayloadOffset, record, sizeof(record));
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(command, request, length, [getter](RequestView, uint8_t* rsp) {
+        unsigned char record[kBoardRecordSize] = {};
+        int record_length = kBoardRecordSize;
+        if (getter(record, &record_length) != 1) {
+            ALOGE("read FAIL \n");
+            return kFactoryFailed;
+        }
+        memcpy(rsp + kFactoryPayloadOffset, record, sizeof(record));
+        return kFactoryOk;
+    });
 }
 
 void* write_record(const FactoryCommand& command, const void* request, uint16_t length, RecordSetter* setter) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(command, request, length, &rsp)) {
-        return rsp;
-    }
-    unsigned char record[kBoardRecordSize];
-    request_copy(request_view(request, length), kDiagHeaderSize, record, sizeof(record));
-    switch (setter(record, kBoardRecordSize)) {
-        case 0:
-            ALOGE("write FAIL \n");
-            return factory_end(rsp, kFactoryFailed);
-        case 2:
-            ALOGE("sync FAIL \n");
-            return factory_end(rsp, kFactoryNotSynced);
-        default:
-            return factory_end(rsp, kFactoryOk);
-    }
+    return factory_serve(command, request, length, [setter](RequestView view, uint8_t*) {
+        unsigned char record[kBoardRecordSize];
+        request_copy(view, kDiagHeaderSize, record, sizeof(record));
+        switch (setter(record, kBoardRecordSize)) {
+            case 0:
+                ALOGE("write FAIL \n");
+                return kFactoryFailed;
+            case 2:
+                ALOGE("sync FAIL \n");
+                return kFactoryNotSynced;
+            default:
+                return kFactoryOk;
+        }
+    });
 }
 
 int decimal(const char* text) { return static_cast<int>(strtoll(text, nullptr, 10)); }
@@ -147,85 +143,70 @@ void* factory_diag_ccf_check_func(const void* request, uint16_t length) {
 }
 
 void* factory_diag_manufacture_flag_check_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kFlagCheck, request, length, &rsp)) {
-        return rsp;
-    }
-    const auto flag = static_cast<uint8_t>(log_control_get_flag());
-    rsp[kFactoryPayloadOffset] = flag == 0 ? 0 : 1;
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kFlagCheck, request, length, [](RequestView, uint8_t* rsp) {
+        const auto flag = static_cast<uint8_t>(log_control_get_flag());
+        rsp[kFactoryPayloadOffset] = flag == 0 ? 0 : 1;
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_manufacture_flag_clear_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kFlagClear, request, length, &rsp)) {
-        return rsp;
-    }
-    (void)log_control_set_flag(0);  // the command reports only that it ran
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kFlagClear, request, length, [](RequestView, uint8_t*) {
+        (void)log_control_set_flag(0);  // the command reports only that it ran
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_get_operator_info(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kOperatorGet, request, length, &rsp)) {
-        return rsp;
-    }
-    ALOGE("%s entry \n", __func__);
-    uint32_t status = kFactoryError;
-    int id = 0;
-    if (cfg_service_get_int(kMasterOperator, &id) >= 0) {
-        status = kFactoryOk;
-        put_u32(rsp + kFactoryPayloadOffset, static_cast<uint32_t>(id));
-    }
-    if (cfg_service_get_int(kSlaveOperator, &id) >= 0) {  // Kept: without a say in the status
-        put_u32(rsp + kFactoryPayloadOffset + 4, static_cast<uint32_t>(id));
-    }
-    return factory_end(rsp, status);
+    return factory_serve(kOperatorGet, request, length, [](RequestView, uint8_t* rsp) {
+        ALOGE("%s entry \n", kOperatorGet.name);
+        uint32_t status = kFactoryError;
+        int id = 0;
+        if (cfg_service_get_int(kMasterOperator, &id) >= 0) {
+            status = kFactoryOk;
+            put_u32(rsp + kFactoryPayloadOffset, static_cast<uint32_t>(id));
+        }
+        if (cfg_service_get_int(kSlaveOperator, &id) >= 0) {  // Kept: without a say in the status
+            put_u32(rsp + kFactoryPayloadOffset + 4, static_cast<uint32_t>(id));
+        }
+        return status;
+    });
 }
 
 void* factory_diag_set_operator_info(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kOperatorSet, request, length, &rsp)) {
-        return rsp;
-    }
-    ALOGE("%s entry \n", __func__);
-    const RequestView view = request_view(request, length);
-    // The command reports only that it ran.
-    (void)cfg_service_set_int(kMasterOperator, static_cast<int>(request_u32(view, 4)));
-    (void)cfg_service_set_int(kSlaveOperator, static_cast<int>(request_u32(view, 8)));
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kOperatorSet, request, length, [](RequestView view, uint8_t*) {
+        ALOGE("%s entry \n", kOperatorSet.name);
+        // The command reports only that it ran.
+        (void)cfg_service_set_int(kMasterOperator, static_cast<int>(request_u32(view, 4)));
+        (void)cfg_service_set_int(kSlaveOperator, static_cast<int>(request_u32(view, 8)));
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_get_hw_board_id(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kHwBoardGet, request, length, &rsp)) {
-        return rsp;
-    }
-    ALOGE("%s entry \n", __func__);
-    int id = 0;
-    const uint32_t status = agreed_hw_board_id(&id);
-    put_u32(rsp + kFactoryPayloadOffset, static_cast<uint32_t>(id));
-    return factory_end(rsp, status);
+    return factory_serve(kHwBoardGet, request, length, [](RequestView, uint8_t* rsp) {
+        ALOGE("%s entry \n", kHwBoardGet.name);
+        int id = 0;
+        const uint32_t status = agreed_hw_board_id(&id);
+        put_u32(rsp + kFactoryPayloadOffset, static_cast<uint32_t>(id));
+        return status;
+    });
 }
 
 void* factory_diag_set_hw_board_id(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kHwBoardSet, request, length, &rsp)) {
-        return rsp;
-    }
-    ALOGE("%s entry \n", __func__);
-    return factory_end(rsp, write_hw_board_id(static_cast<int>(request_u32(request_view(request, length), 4))));
+    return factory_serve(kHwBoardSet, request, length, [](RequestView view, uint8_t*) {
+        ALOGE("%s entry \n", kHwBoardSet.name);
+        return write_hw_board_id(static_cast<int>(request_u32(view, 4)));
+    });
 }
 
 void* factory_diag_get_operation_by_type_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kOperationByType, request, length, &rsp)) {
-        return rsp;
-    }
-    const uint32_t type = request_u32(request_view(request, length), 4);
-    ALOGD("factory_diag_get_operation_by_type_func type = %d", static_cast<int>(type));
-    put_u32(rsp + kFactoryPayloadOffset, type == 1 ? 1 : 0);
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kOperationByType, request, length, [](RequestView view, uint8_t* rsp) {
+        const uint32_t type = request_u32(view, 4);
+        ALOGD("factory_diag_get_operation_by_type_func type = %d", static_cast<int>(type));
+        put_u32(rsp + kFactoryPayloadOffset, type == 1 ? 1 : 0);
+        return kFactoryOk;
+    });
 }
 
 namespace {

@@ -128,8 +128,8 @@ FactoryInfoStatus erase_document(const char* path) {
     return kInfoOk;
 }
 
-void* info_response(uint16_t command, unsigned size, FactoryInfoStatus status) {
-    auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kSubsystem, command, size));
+uint8_t* info_response(uint16_t command, unsigned size, FactoryInfoStatus status, NoRoomLine line) {
+    uint8_t* rsp = subsystem_response(kSubsystem, command, size, line);
     if (rsp != nullptr) {
         put_u32(rsp + kDiagHeaderSize, status);
     }
@@ -179,11 +179,7 @@ void* diag_factory_write_cmd(const void* request, uint16_t length) {
             status = kInfoFailed;
         }
     }
-    void* rsp = info_response(kWriteCommand, 8, status);
-    if (rsp == nullptr) {
-        ALOGE("%s: diagpkt_subsys_alloc failed", __func__);
-    }
-    return rsp;
+    return info_response(kWriteCommand, 8, status, {__func__, ": diagpkt_subsys_alloc failed"});
 }
 
 void* diag_factory_read_cmd(const void* request, uint16_t length) {
@@ -197,9 +193,8 @@ void* diag_factory_read_cmd(const void* request, uint16_t length) {
     const size_t data_length = records_size(found);
     ALOGD("%s: data len : %d\n", __func__, static_cast<int>(data_length));
     const auto size = static_cast<unsigned>(kReadHead + data_length);
-    auto* rsp = static_cast<uint8_t*>(info_response(kReadCommand, size, status));
+    uint8_t* rsp = info_response(kReadCommand, size, status, {__func__, ": diagpkt_subsys_alloc failed\n"});
     if (rsp == nullptr) {
-        ALOGE("%s: diagpkt_subsys_alloc failed\n", __func__);
         return nullptr;
     }
     put_u32(rsp + 8, size);

@@ -1,8 +1,11 @@
-// What the numbered factory commands (subsystem 253) share: the facts of a command and the first steps of its handler.
+// What the numbered factory commands (subsystem 253) share: the facts of a command, the first steps of its handler and
+// the last.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "packet/diag_packet.h"
 
 constexpr uint8_t kFactorySubsystem = 253;
 constexpr size_t kFactoryStatusOffset = 4;   // u32 status, where a command says nothing else
@@ -22,11 +25,24 @@ struct FactoryCommand {
     bool takes_null = false;         // a null request reads as zeros
     const char* null_end = " \n";    // how the line about a null request ends
     const char* no_room_end = "\n";  // how the line about a missing response ends
+    size_t status_offset = kFactoryStatusOffset;
+};
+
+// How a request begins: its response (null: the handler has none to give) and whether there is work to do.
+struct FactoryReply {
+    uint8_t* rsp;
+    bool begun;
 };
 
 // The first steps of a handler: refuses a null request, obtains the response, refuses a short request with status 1.
-// True when the work may begin. False: the handler returns `*rsp`, which may be null. The response is the caller's.
-bool factory_begin(const FactoryCommand& command, const void* request, uint16_t length, uint8_t** rsp);
+FactoryReply factory_begin(const FactoryCommand& command, const void* request, uint16_t length);
 
-// Sets the status word and returns the response, for the handler to return.
-void* factory_end(uint8_t* rsp, uint32_t status);
+// Serves a request: what `work(view, rsp)` returns is the status word of the response whose fields it has filled.
+template <typename Work>
+void* factory_serve(const FactoryCommand& command, const void* request, uint16_t length, Work work) {
+    const FactoryReply reply = factory_begin(command, request, length);
+    if (reply.begun) {
+        put_u32(reply.rsp + command.status_offset, work(request_view(request, length), reply.rsp));
+    }
+    return reply.rsp;
+}

@@ -88,50 +88,42 @@ int set_imei_sign(const unsigned char* signature, int length) {
 }
 
 void* factory_diag_imei_hash_read_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kHashRead, request, length, &rsp)) {
-        return rsp;
-    }
-    char imei[kImeiBufferSize] = {};
-    if (modem_get_imei(imei, sizeof(imei)) != 0) {
-        ALOGE("modem_get_imei error.");
-        return factory_end(rsp, kFactoryError);
-    }
-    (void)SHA256(reinterpret_cast<const unsigned char*>(imei), kImeiDigits, rsp + kFactoryPayloadOffset);
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kHashRead, request, length, [](RequestView, uint8_t* rsp) {
+        char imei[kImeiBufferSize] = {};
+        if (modem_get_imei(imei, sizeof(imei)) != 0) {
+            ALOGE("modem_get_imei error.");
+            return kFactoryError;
+        }
+        (void)SHA256(reinterpret_cast<const unsigned char*>(imei), kImeiDigits, rsp + kFactoryPayloadOffset);
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_imei_sign_write_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kSignWrite, request, length, &rsp)) {
-        return rsp;
-    }
-    unsigned char signature[kSignatureSize];
-    request_copy(request_view(request, length), kDiagHeaderSize, signature, sizeof(signature));
-    return factory_end(rsp, set_imei_sign(signature, kSignatureSize) == 1 ? kFactoryOk : kFactoryError);
+    return factory_serve(kSignWrite, request, length, [](RequestView view, uint8_t*) {
+        unsigned char signature[kSignatureSize];
+        request_copy(view, kDiagHeaderSize, signature, sizeof(signature));
+        return set_imei_sign(signature, kSignatureSize) == 1 ? kFactoryOk : kFactoryError;
+    });
 }
 
 void* factory_diag_imei_sign_status_read_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kSignStatusRead, request, length, &rsp)) {
-        return rsp;
-    }
-    char value[kCfgValueSize] = {};
-    if (cfg_get(kStatusName, value, "") == 1) {
-        ALOGD("cfg get has success.");
-    } else {
-        ALOGE("cfg get has failed.");
-    }
-    const bool is_unsigned = value[0] == '\0';
-    put_u32(rsp + kFactoryPayloadOffset, is_unsigned ? 1 : 0);
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kSignStatusRead, request, length, [](RequestView, uint8_t* rsp) {
+        char value[kCfgValueSize] = {};
+        if (cfg_get(kStatusName, value, "") == 1) {
+            ALOGD("cfg get has success.");
+        } else {
+            ALOGE("cfg get has failed.");
+        }
+        const bool is_unsigned = value[0] == '\0';
+        put_u32(rsp + kFactoryPayloadOffset, is_unsigned ? 1 : 0);
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_clean_imei_sign_func(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kSignClean, request, length, &rsp)) {
-        return rsp;
-    }
-    (void)factoryclean();  // its result says nothing but whether the last reserved name had a value
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kSignClean, request, length, [](RequestView, uint8_t*) {
+        (void)factoryclean();  // its result says nothing but whether the last reserved name had a value
+        return kFactoryOk;
+    });
 }

@@ -31,6 +31,7 @@ constexpr FactoryCommand kOpen = {
     .name = "factory_diag_open_handler",
     .null_end = " ",
     .no_room_end = "",
+    .status_offset = 8,
 };
 constexpr FactoryCommand kClose = {
     .code = 25,
@@ -45,6 +46,7 @@ constexpr FactoryCommand kWrite = {
     .shortest = 0,
     .name = "factory_diag_write_handler",
     .takes_null = true,
+    .status_offset = 16,
 };
 constexpr size_t kWriteDataOffset = 12;
 
@@ -128,58 +130,47 @@ bool write_at(int fd, uint32_t offset, const uint8_t* data, size_t size) {
 }  // namespace
 
 void* factory_diag_open_handler(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kOpen, request, length, &rsp)) {
-        return rsp;
-    }
-    int handle = -1;
-    if (request_u32(request_view(request, length), 4) == kModeWrite) {
-        handle = open_keybox();
-        if (handle < 0) {
-            put_u32(rsp + 8, kFactoryError);
-            return rsp;
+    return factory_serve(kOpen, request, length, [](RequestView view, uint8_t* rsp) {
+        int handle = -1;
+        if (request_u32(view, 4) == kModeWrite) {
+            handle = open_keybox();
+            if (handle < 0) {
+                return kFactoryError;
+            }
         }
-    }
-    put_u32(rsp + 4, static_cast<uint32_t>(handle));
-    put_u32(rsp + 8, kFactoryOk);
-    return rsp;
+        put_u32(rsp + 4, static_cast<uint32_t>(handle));
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_close_handler(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kClose, request, length, &rsp)) {
-        return rsp;
-    }
-    const int handle = static_cast<int>(request_u32(request_view(request, length), 4));
-    if (handle < 0) {
-        ALOGE("%s: file handler error!\n", kClose.name);
-        return factory_end(rsp, kFactoryError);
-    }
-    if (!is_keybox_descriptor(handle) || !close_keybox(handle)) {
-        ALOGE("%s: close file failed!\n", kClose.name);
-        return factory_end(rsp, kFactoryError);
-    }
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kClose, request, length, [](RequestView view, uint8_t*) {
+        const int handle = static_cast<int>(request_u32(view, 4));
+        if (handle < 0) {
+            ALOGE("%s: file handler error!\n", kClose.name);
+            return kFactoryError;
+        }
+        if (!is_keybox_descriptor(handle) || !close_keybox(handle)) {
+            ALOGE("%s: close file failed!\n", kClose.name);
+            return kFactoryError;
+        }
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_write_handler(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kWrite, request, length, &rsp)) {
-        return rsp;
-    }
-    const RequestView view = request_view(request, length);
-    const int handle = static_cast<int>(request_u32(view, 4));
-    const uint32_t offset = request_u32(view, 8);
-    const size_t size = view.size > kWriteDataOffset ? view.size - kWriteDataOffset : 0;
-    put_u32(rsp + 4, static_cast<uint32_t>(handle));
-    put_u32(rsp + 8, offset);
-    put_u32(rsp + 12, 0);
-    put_u32(rsp + 16, kFactoryError);
-    if (handle < 0) {
-        return rsp;
-    }
-    const bool written = write_at(handle, offset, size > 0 ? view.data + kWriteDataOffset : nullptr, size);
-    put_u32(rsp + 12, written ? static_cast<uint32_t>(size) : UINT32_MAX);
-    put_u32(rsp + 16, written ? kFactoryOk : kFactoryError);
-    return rsp;
+    return factory_serve(kWrite, request, length, [](RequestView view, uint8_t* rsp) {
+        const int handle = static_cast<int>(request_u32(view, 4));
+        const uint32_t offset = request_u32(view, 8);
+        const size_t size = view.size > kWriteDataOffset ? view.size - kWriteDataOffset : 0;
+        put_u32(rsp + 4, static_cast<uint32_t>(handle));
+        put_u32(rsp + 8, offset);
+        put_u32(rsp + 12, 0);
+        if (handle < 0) {
+            return kFactoryError;
+        }
+        const bool written = write_at(handle, offset, size > 0 ? view.data + kWriteDataOffset : nullptr, size);
+        put_u32(rsp + 12, written ? static_cast<uint32_t>(size) : UINT32_MAX);
+        return written ? kFactoryOk : kFactoryError;
+    });
 }

@@ -113,43 +113,37 @@ bool mdlog_stop() {
 unsigned char mdlog_is_run() { return capture.running; }
 
 void* factory_diag_log_start(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kLogStart, request, length, &rsp)) {
-        return rsp;
-    }
-    if (mdlog_is_run() == 1) {
-        ALOGD("%s MDLOG already start \n", __func__);
-        return factory_end(rsp, kFactoryOk);
-    }
-    mdlog_set_log_file_path(kFactoryLogDir);
-    if (!mdlog_start(0)) {
-        ALOGE("%s MDLOG start faild\n", __func__);
-        return factory_end(rsp, kFactoryError);
-    }
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kLogStart, request, length, [](RequestView, uint8_t*) {
+        if (mdlog_is_run() == 1) {
+            ALOGD("%s MDLOG already start \n", kLogStart.name);
+            return kFactoryOk;
+        }
+        mdlog_set_log_file_path(kFactoryLogDir);
+        if (!mdlog_start(0)) {
+            ALOGE("%s MDLOG start faild\n", kLogStart.name);
+            return kFactoryError;
+        }
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_log_stop(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kLogStop, request, length, &rsp)) {
-        return rsp;
-    }
-    if (mdlog_is_run() == 0) {
-        ALOGD("%s MDLOG already stop \n", __func__);
-        return factory_end(rsp, kFactoryOk);
-    }
-    if (!mdlog_stop()) {
-        ALOGE("%s MDLOG stop faild\n", __func__);
-        return factory_end(rsp, kFactoryError);
-    }
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kLogStop, request, length, [](RequestView, uint8_t*) {
+        if (mdlog_is_run() == 0) {
+            ALOGD("%s MDLOG already stop \n", kLogStop.name);
+            return kFactoryOk;
+        }
+        if (!mdlog_stop()) {
+            ALOGE("%s MDLOG stop faild\n", kLogStop.name);
+            return kFactoryError;
+        }
+        return kFactoryOk;
+    });
 }
 
 void* factory_diag_log_clear(const void* request, uint16_t length) {
-    uint8_t* rsp = nullptr;
-    if (!factory_begin(kLogClear, request, length, &rsp)) {
-        return rsp;
-    }
-    (void)delete_dirtory(kFactoryLogDir);  // the command reports only that it ran
-    return factory_end(rsp, kFactoryOk);
+    return factory_serve(kLogClear, request, length, [](RequestView, uint8_t*) {
+        (void)delete_dirtory(kFactoryLogDir);  // the command reports only that it ran
+        return kFactoryOk;
+    });
 }

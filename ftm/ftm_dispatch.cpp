@@ -75,15 +75,6 @@ void run_row(FtmCommandHandler* handler, const FtmRequest& request, FtmResultBlo
     }
 }
 
-// Allocates a response for a dispatcher and clears what lies behind its header. Null: logged.
-uint8_t* ftm_response(const char* name, uint16_t command, unsigned size) {
-    auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(kFtmSubsystem, command, size));
-    if (rsp == nullptr) {
-        ALOGE("%s: diag pkt alloc failed!\n", name);
-    }
-    return rsp;
-}
-
 void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
     memset(rsp + kDiagHeaderSize, 0, kShortResponse - kDiagHeaderSize);
     ALOGD("%s: e\n", __func__);
@@ -194,7 +185,7 @@ void* ftm_diag_dispatch(const void* req, uint16_t req_len) {
     if (recovered_from_long_request(__func__, req_len, ftm_again_table)) {
         return nullptr;
     }
-    uint8_t* rsp = ftm_response(__func__, kMainCommand, kShortResponse);
+    uint8_t* rsp = subsystem_response(kFtmSubsystem, kMainCommand, kShortResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -208,7 +199,7 @@ void* ftm_diag_ext_dispatch(const void* req, uint16_t req_len) {
     if (recovered_from_long_request(__func__, req_len, ftm_ext_again_table)) {
         return nullptr;
     }
-    uint8_t* rsp = ftm_response(__func__, kExtCommand, kExtResponse);
+    uint8_t* rsp = subsystem_response(kFtmSubsystem, kExtCommand, kExtResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -224,7 +215,7 @@ void* ftm_diag_batt_dispatch(const void* req, uint16_t req_len) {
     if (recovered_from_long_request(__func__, req_len, ftm_batt_again_table)) {
         return nullptr;
     }
-    uint8_t* rsp = ftm_response(__func__, kBattCommand, kShortResponse);
+    uint8_t* rsp = subsystem_response(kFtmSubsystem, kBattCommand, kShortResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr uint8_t kSubsystem = 11;
+constexpr uint16_t kCommand = 54;
 constexpr const char* kGadgetNode = "/sys/class/android_usb/android0/iSerial";
 constexpr const char* kCmdline = "/proc/cmdline";
 constexpr const char* kBootconfig = "/proc/bootconfig";
@@ -91,9 +93,8 @@ std::string bootconfig_serial() {
 void* get_usb_serialno(const void* /*request*/, uint16_t /*length*/) {
     std::string serial = gadget_serial(__func__);
     const auto size = static_cast<unsigned>(serial.size()) + kResponseBase;
-    auto* rsp = static_cast<uint8_t*>(diagpkt_subsys_alloc(11, 54, size));
+    uint8_t* rsp = subsystem_response(kSubsystem, kCommand, size, {"ftm_read_file", ": diagpkt_subsys_alloc failed"});
     if (rsp == nullptr) {
-        ALOGE("ftm_read_file: diagpkt_subsys_alloc failed");
         return nullptr;
     }
     memset(rsp + kDiagHeaderSize, 0, size - kDiagHeaderSize);

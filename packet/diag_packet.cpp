@@ -42,6 +42,25 @@ uint16_t get_u16(const uint8_t* in) { return static_cast<uint16_t>(in[0] | (in[1
 
 uint32_t get_u32(const uint8_t* in) { return get_u16(in) | (static_cast<uint32_t>(get_u16(in + 2)) << 16); }
 
+namespace {
+
+uint8_t* logged_if_null(void* response, NoRoomLine line) {
+    if (response == nullptr && line.who != nullptr) {
+        ALOGE("%s%s", line.who, line.text);
+    }
+    return static_cast<uint8_t*>(response);
+}
+
+}  // namespace
+
+uint8_t* subsystem_response(uint8_t subsystem, uint16_t command, unsigned size, NoRoomLine line) {
+    return logged_if_null(diagpkt_subsys_alloc(subsystem, command, size), line);
+}
+
+uint8_t* toplevel_response(uint8_t command, unsigned size, NoRoomLine line) {
+    return logged_if_null(diagpkt_alloc(command, size), line);
+}
+
 bool recovered_from_long_request(const char* name, uint16_t length, const DiagDispatchTable& table) {
     if (length <= kMaxRequestLength) {
         return false;

@@ -1,5 +1,5 @@
-// Packet conventions that all handlers share: views on requests, little-endian fields, recovery from an over-long
-// request.
+// Packet conventions that all handlers share: views on requests, little-endian fields, responses, recovery from an
+// over-long request.
 #pragma once
 
 #include <cstddef>
@@ -31,6 +31,18 @@ void put_u16(uint8_t* out, uint16_t value);
 void put_u32(uint8_t* out, uint32_t value);
 uint16_t get_u16(const uint8_t* in);
 uint32_t get_u32(const uint8_t* in);
+
+// What the log says when the library has no response: who, and how the line goes on.
+struct NoRoomLine {
+    const char* who;  // null: no line
+    const char* text = ": diag pkt alloc failed!\n";
+};
+constexpr NoRoomLine kNoLine = {nullptr};
+
+// A response of `size` bytes, header included. Its header is filled, the bytes behind are whatever the library left
+// there. Null when the library has none: the handler returns null then.
+uint8_t* subsystem_response(uint8_t subsystem, uint16_t command, unsigned size, NoRoomLine line);
+uint8_t* toplevel_response(uint8_t command, unsigned size, NoRoomLine line);
 
 // True when a request is longer than kMaxRequestLength. The diag connection has then been closed and opened again,
 // `table` has been registered again, and the line about the length has been logged under `name`: the dispatcher

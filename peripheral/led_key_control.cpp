@@ -11,7 +11,6 @@
 
 #include "ftm/ftm_power.h"
 #include "packet/diag_packet.h"
-#include "peripheral/peripheral_packet.h"
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
@@ -165,7 +164,7 @@ void* control_diag_dispatch(const void* request, uint16_t length) {
     if (recovered_from_long_request(__func__, length, control_recovery)) {
         return nullptr;
     }
-    uint8_t* rsp = checked_response(__func__, diagpkt_alloc(kControlCommand, length));
+    uint8_t* rsp = toplevel_response(kControlCommand, length, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -183,7 +182,7 @@ void* ftm_diag_led_entry_dispatch(const void* request, uint16_t length) {
     if (recovered_from_long_request(__func__, length, led_entry_recovery)) {
         return nullptr;
     }
-    uint8_t* rsp = checked_response(__func__, diagpkt_subsys_alloc(kLedSubsystem, kLedEntryCommand, kLedResponse));
+    uint8_t* rsp = subsystem_response(kLedSubsystem, kLedEntryCommand, kLedResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -201,7 +200,7 @@ void* ftm_diag_led_exit_dispatch(const void* request, uint16_t length) {
         return nullptr;
     }
     (void)property_set(kLedProperty, "0");  // the mode ends even when nobody can be told
-    uint8_t* rsp = checked_response(__func__, diagpkt_subsys_alloc(kLedSubsystem, kLedExitCommand, kLedResponse));
+    uint8_t* rsp = subsystem_response(kLedSubsystem, kLedExitCommand, kLedResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -217,7 +216,7 @@ void* ftm_diag_key_entry_dispatch(const void* request, uint16_t length) {
     if (recovered_from_long_request(__func__, length, key_entry_recovery)) {
         return nullptr;
     }
-    uint8_t* rsp = checked_response(__func__, diagpkt_subsys_alloc(kKeySubsystem, kKeyEntryCommand, kKeyResponse));
+    uint8_t* rsp = subsystem_response(kKeySubsystem, kKeyEntryCommand, kKeyResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }
@@ -239,7 +238,7 @@ void* ftm_diag_key_check_dispatch(const void*, uint16_t length) {
     if (recovered_from_long_request(__func__, length, key_check_recovery)) {
         return nullptr;
     }
-    uint8_t* rsp = checked_response(__func__, diagpkt_subsys_alloc(kKeySubsystem, kKeyCheckCommand, kKeyResponse));
+    uint8_t* rsp = subsystem_response(kKeySubsystem, kKeyCheckCommand, kKeyResponse, {__func__});
     if (rsp == nullptr) {
         return nullptr;
     }

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "packet/diag_packet.h"
-#include "peripheral/peripheral_packet.h"
 #include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "support/worker.h"
@@ -137,7 +136,7 @@ void report(const char* name, const ShellTest& test, uint8_t* rsp) {
 
 // Steps of a request behind the length check.
 void* serve(const char* name, const ShellTest& test) {
-    uint8_t* rsp = checked_response(name, diagpkt_subsys_alloc(test.family->subsystem, test.cmd_code, kResponseSize));
+    uint8_t* rsp = subsystem_response(test.family->subsystem, test.cmd_code, kResponseSize, {name});
     if (rsp == nullptr) {
         return nullptr;
     }
