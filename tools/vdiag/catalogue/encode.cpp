@@ -76,35 +76,14 @@ bool encode_counted(const Field& field, const std::string& word, Bytes* out, std
     return true;
 }
 
-// "5a*120+6b62": hexadecimal pieces, each so many times. No value: the word is not written so.
-std::optional<Bytes> repeated_bytes(const std::string& word) {
-    constexpr uint64_t kMost = 65535;  // a packet holds no more
-    Bytes out;
-    for (const std::string_view piece : split(word, '+')) {
-        const size_t star = piece.find('*');
-        const auto unit = hex_parse(piece.substr(0, star));
-        const auto count =
-            star == std::string_view::npos ? std::optional<uint64_t>(1) : number_parse(piece.substr(star + 1));
-        if (!unit || !count || *count > kMost || *count * unit->size() + out.size() > kMost) {
-            return std::nullopt;
-        }
-        for (uint64_t i = 0; i < *count; ++i) {
-            out.insert(out.end(), unit->begin(), unit->end());
-        }
-    }
-    return out;
-}
-
 bool encode_bytes(const Field& field, const std::string& word, Bytes* out, std::string* error) {
     Bytes bytes;
     if (word.starts_with('@')) {
         if (!file_read(word.substr(1), &bytes, error)) {
             return false;
         }
-    } else if (const auto digits = hex_parse(word)) {
+    } else if (const auto digits = bytes_parse(word)) {
         bytes = *digits;
-    } else if (const auto many = repeated_bytes(word)) {
-        bytes = *many;
     } else {
         return refuse(field, "'" + word + "' is neither hexadecimal, such as 00ff or 00*128, nor @FILE", error);
     }
@@ -154,7 +133,7 @@ bool encode_groups(const Field& field, Encoder* encoder) {
 bool encode_verbatim(const std::string& word, bool* verbatim, Bytes* out) {
     *verbatim = true;
     if (word.starts_with("hex:")) {
-        const auto bytes = hex_parse(word.substr(4));
+        const auto bytes = bytes_parse(word.substr(4));
         if (!bytes) {
             return false;
         }

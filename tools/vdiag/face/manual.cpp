@@ -5,6 +5,7 @@
 #include "tools/vdiag/catalogue/shape.h"
 #include "tools/vdiag/face/help.h"
 #include "tools/vdiag/face/usage.h"
+#include "tools/vdiag/plan/phone.h"
 #include "tools/vdiag/run/invocation.h"
 #include "tools/vdiag/run/perform.h"
 #include "tools/vdiag/run/report.h"
@@ -214,7 +215,7 @@ constexpr const char* kPlansText =
     ".SH PLANS\n"
     "A plan is a text file with one request on a line, written as behind\n.BR vdiag .\n"
     "A # begins a comment. Behind\n.B =>\nstand expectations:\n"
-    ".TP\n.B FIELD=VALUE\nalso != ~ (regular expression) < > <= >=; FIELD is a field of the answer, status, error, "
+    ".TP\n.B FIELD=VALUE\nalso != ~ (regular expression) !~ < > <= >=; FIELD is a field of the answer, status, error, "
     "rest or answer\n"
     ".TP\n.B keep FIELD [as NAME]\nthe value is used later as $NAME\n"
     ".TP\n.B within TIME\nthe request is repeated until the expectations hold\n"
@@ -222,6 +223,23 @@ constexpr const char* kPlansText =
     ".PP\nA line without an expectation about status or error wants a good answer. Other lines:\n"
     ".BR \"wait TIME\" ,\n.BR \"set NAME VALUE\" ,\n.B default NAME VALUE\n(unless it is set or given),\n.B reconnect "
     "TIME\n(waits until the phone answers again). $here is the plan's folder.\n";
+
+constexpr const char* kCasesText =
+    ".SH CASES\n"
+    "A line\n.B case TITLE\nbegins a case. Lines before the first one come first in each. With\n.B \\-\\-fresh\nevery "
+    "case has a fresh simulated phone, whose daemon starts at the first request; else a case with lines about a "
+    "simulated phone is left out unless there is one at the address. These lines prepare it or look at it. "
+    "Expectations "
+    "about\n.B line\nhold of one line each, in their order; != and !~ of all. CONTENT is a text with \\en \\et \\e0 "
+    "\\exNN, hex:BYTES or @FILE.\n";
+
+std::string roff_cases() {
+    std::string out = kCasesText;
+    for (const PhoneLine& line : phone_lines()) {
+        out += roff_item(std::string(line.verb) + " " + line.usage, line.help);
+    }
+    return out;
+}
 
 constexpr const char* kArgumentsText =
     ".SH ARGUMENTS\n"
@@ -276,7 +294,8 @@ std::string manual_page() {
         "prompt\n"
         "with history and completion opens. Answers go to standard output, messages to standard error.\n"
         ".SH OPTIONS\n";
-    out += roff_options() + ".SH COMMANDS\n" + roff_commands() + kArgumentsText + kPlansText + ".SH EXIT STATUS\n";
+    out += roff_options() + ".SH COMMANDS\n" + roff_commands() + kArgumentsText + kPlansText + roff_cases() +
+           ".SH EXIT STATUS\n";
     for (const ExitText& text : exit_texts()) {
         out += roff_item(std::to_string(text.status), text.text);
     }

@@ -9,6 +9,8 @@
 namespace vdiag {
 namespace {
 
+constexpr const char* kListName = "line";
+
 bool is_name(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
         return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
@@ -20,7 +22,8 @@ bool parse_condition(const std::string& word, Condition* condition) {
     if (at == std::string::npos || at == 0) {
         return false;
     }
-    const bool two = at + 1 < word.size() && word[at + 1] == '=' && word[at] != '=' && word[at] != '~';
+    const bool two = at + 1 < word.size() && word[at] != '=' && word[at] != '~' &&
+                     (word[at + 1] == '=' || (word[at] == '!' && word[at + 1] == '~'));
     condition->field = word.substr(0, at);
     condition->comparison = word.substr(at, two ? 2 : 1);
     condition->value = word.substr(at + (two ? 2 : 1));
@@ -100,8 +103,23 @@ std::string without_comment(const std::string& line) {
     return line;
 }
 
+bool take_phone_line(PlanStep* step, std::string* error) {
+    step->kind = StepKind::kPhone;
+    const size_t count = step->words.size() - 1;
+    return (count >= step->phone->least && count <= step->phone->most) ||
+           refuse(std::string("it is written: ") + step->phone->verb + " " + step->phone->usage, error);
+}
+
 bool take_directive(PlanStep* step, std::string* error) {
     const std::string verb = step->words[0];
+    step->phone = find_phone_line(verb);
+    if (step->phone != nullptr) {
+        return take_phone_line(step, error);
+    }
+    if (verb == "case") {
+        step->kind = StepKind::kCase;
+        return step->words.size() > 1 || refuse("case takes a title", error);
+    }
     if (verb == "wait" || verb == "reconnect") {
         step->kind = verb == "wait" ? StepKind::kWait : StepKind::kReconnect;
         const bool timed = step->words.size() == 2 && milliseconds_parse(step->words[1]);
@@ -163,7 +181,7 @@ bool check_variables(const PlanStep& step, const Variables& known, bool* used, s
 bool check_regex(const PlanStep& step, std::string* error) {
     for (const Condition& condition : step.conditions) {
         regex_t compiled;
-        if (condition.comparison != "~" || condition.value.find('$') != std::string::npos) {
+        if (condition.comparison.back() != '~' || condition.value.find('$') != std::string::npos) {
             continue;
         }
         if (regcomp(&compiled, condition.value.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
@@ -217,7 +235,7 @@ bool equals(const Value& value, const std::string& wanted) {
                (number && value.number >= 0 && *number == static_cast<uint64_t>(value.number));
     }
     if (value.kind == Value::Kind::kBytes) {
-        const auto bytes = hex_parse(wanted);
+        const auto bytes = bytes_parse(wanted);
         return bytes && *bytes == value.bytes;
     }
     return value.text == wanted || value.plain() == wanted;
@@ -317,25 +335,76 @@ bool answer_field(const Answer& answer, const std::string& field, Value* value) 
     return found != nullptr;
 }
 
-bool condition_holds(const Condition& condition, const Answer& answer, std::string* reason) {
+namespace {
+
+bool value_holds(const Value& value, const std::string& comparison, const std::string& wanted) {
+    if (comparison == "=" || comparison == "!=") {
+        return equals(value, wanted) == (comparison == "=");
+    }
+    if (comparison == "~" || comparison == "!~") {
+        const std::string text = value.kind == Value::Kind::kText ? value.text : value.plain();
+        return matches(wanted, text) == (comparison == "~");
+    }
+    return compares(value, comparison, wanted);
+}
+
+std::string expected_text(const Condition& condition) {
+    return "expected " + (condition.comparison == "=" ? "" : condition.comparison + " ") + condition.value;
+}
+
+bool list_holds(const Condition& condition, const Answer& answer, size_t* from, std::string* reason) {
+    const bool none = condition.comparison[0] == '!';
+    std::string shown;
+    for (size_t i = 0; i < answer.values.size(); ++i) {
+        const Value& value = answer.values[i];
+        if (value.name != kListName) {
+            continue;
+        }
+        shown += "\n" + std::string(i < *from ? "      " : "    > ") + value.plain();
+        const bool holds = value_holds(value, condition.comparison, condition.value);
+        if (none && !holds) {
+            *reason = "there is the line " + value.plain() + ", " + expected_text(condition);
+            return false;
+        }
+        if (!none && holds && i >= *from) {
+            *from = i + 1;
+            return true;
+        }
+    }
+    *reason = "no such line, " + expected_text(condition) + "; there are" + (shown.empty() ? " none" : ":" + shown);
+    return none;
+}
+
+}  // namespace
+
+bool condition_holds(const Condition& condition, const Answer& answer, size_t* from, std::string* reason) {
+    if (condition.field == kListName) {
+        return list_holds(condition, answer, from, reason);
+    }
     Value value;
     if (!answer_field(answer, condition.field, &value)) {
         *reason = "the answer has no " + condition.field;
         return false;
     }
-    bool holds = false;
-    if (condition.comparison == "=" || condition.comparison == "!=") {
-        holds = equals(value, condition.value) == (condition.comparison == "=");
-    } else if (condition.comparison == "~") {
-        holds = matches(condition.value, value.kind == Value::Kind::kText ? value.text : value.plain());
-    } else {
-        holds = compares(value, condition.comparison, condition.value);
-    }
     const std::string found =
         value.plain() + (value.kind == Value::Kind::kNumber && !value.text.empty() ? " (" + value.text + ")" : "");
-    *reason = condition.field + " is " + (found.empty() ? "empty" : found) + ", expected " +
-              (condition.comparison == "=" ? "" : condition.comparison + " ") + condition.value;
-    return holds;
+    *reason = condition.field + " is " + (found.empty() ? "empty" : found) + ", " + expected_text(condition);
+    return value_holds(value, condition.comparison, condition.value);
+}
+
+std::vector<PlanCase> cases_of(const Plan& plan) {
+    PlanCase common;
+    std::vector<PlanCase> cases;
+    for (const PlanStep& step : plan.steps) {
+        if (step.kind == StepKind::kCase) {
+            cases.push_back(common);
+            cases.back().title = step.text.substr(step.text.find_first_of(" \t") + 1);
+        }
+        PlanCase& current = cases.empty() ? common : cases.back();
+        current.steps.push_back(&step);
+        current.phone = current.phone || step.kind == StepKind::kPhone;
+    }
+    return cases.empty() ? std::vector<PlanCase>{common} : cases;
 }
 
 }  // namespace vdiag

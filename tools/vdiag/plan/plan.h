@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/vdiag/plan/phone.h"
 #include "tools/vdiag/run/perform.h"
 
 namespace vdiag {
@@ -13,7 +14,7 @@ namespace vdiag {
 // What a line wants of an answer: "FIELD OPERATOR VALUE".
 struct Condition {
     std::string field;
-    std::string comparison;  // = != ~ < > <= >=
+    std::string comparison;  // = != ~ !~ < > <= >=
     std::string value;
 };
 
@@ -22,12 +23,13 @@ struct Keep {
     std::string name;
 };
 
-enum class StepKind { kRequest, kWait, kSet, kDefault, kReconnect };
+enum class StepKind { kRequest, kWait, kSet, kDefault, kReconnect, kCase, kPhone };
 
 struct PlanStep {
     unsigned line = 0;
     std::string text;  // as it stands in the file, without comment
     StepKind kind = StepKind::kRequest;
+    const PhoneLine* phone = nullptr;  // kPhone only
     std::vector<std::string>
         words;  // the request; the name and value of kSet and kDefault; the time of kWait and kReconnect
     std::vector<Condition> conditions;
@@ -41,6 +43,15 @@ struct Plan {
     std::vector<PlanStep> steps;
 };
 
+// What belongs together: the steps from a "case" line to the next; without such lines the whole plan. What stands
+// before the first "case" line comes first in each.
+struct PlanCase {
+    std::string title;  // empty: the plan has no cases
+    std::vector<const PlanStep*> steps;
+    bool phone = false;  // some step prepares a simulated phone or looks at it
+};
+std::vector<PlanCase> cases_of(const Plan& plan);
+
 using Variables = std::map<std::string, std::string>;
 
 // Parses a plan and checks everything that can be checked without a phone: quotes, conditions, names of commands,
@@ -51,8 +62,9 @@ bool plan_parse(const std::string& path, const std::string& content, const Varia
 // Puts the variables' values in the place of $NAME and ${NAME}; $$ is a dollar sign. False: an unknown name.
 bool substitute(const std::string& text, const Variables& variables, std::string* out, std::string* error);
 
-// Whether a condition holds for an answer; if not, `reason` says what was found.
-bool condition_holds(const Condition& condition, const Answer& answer, std::string* reason);
+// Whether a condition holds for an answer; if not, `reason` says what was found. On a list (values named "line") one
+// of the values behind the first `*from` must be so, and `*from` then stands behind it; "!=" and "!~" want none at all.
+bool condition_holds(const Condition& condition, const Answer& answer, size_t* from, std::string* reason);
 
 // The value of a field of an answer, or of "status", "error" or "rest". False: the answer has none.
 bool answer_field(const Answer& answer, const std::string& field, Value* value);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <utility>
 
 namespace vdiag {
 namespace {
@@ -15,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kMargin = 21;  // of the second line of a result
 constexpr size_t kValuesWidth = 100;
+constexpr int kLookPause = 5;    // milliseconds between two looks at a simulated phone
 constexpr int kPollPause = 200;  // milliseconds between the repetitions of "within"
 
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
@@ -24,6 +26,7 @@ void pause_ms(int milliseconds) { std::this_thread::sleep_for(std::chrono::milli
 struct Runner {
     Session* session;
     Variables variables;
+    Phone phone;
     int exit_status = kExitDone;  // of a failure that ends the plan
 };
 
@@ -50,10 +53,11 @@ bool judge(const PlanStep& step, const Variables& variables, const Answer& answe
     if (!judge_untold(step, answer, reason)) {
         return false;
     }
+    size_t from = 0;
     for (Condition condition : step.conditions) {
         std::string missing;
         (void)substitute(std::string(condition.value), variables, &condition.value, &missing);
-        if (!condition_holds(condition, answer, reason)) {
+        if (!condition_holds(condition, answer, &from, reason)) {
             return false;
         }
     }
@@ -99,22 +103,33 @@ void line_options(const Invocation& invocation, Session* session) {
     session->retries = retries ? static_cast<unsigned>(*retries) : session->retries;
 }
 
+bool fill_words(const PlanStep& step, const Variables& variables, std::vector<std::string>* words, StepResult* result) {
+    std::string missing;
+    for (const std::string& word : step.words) {
+        words->emplace_back();
+        if (!substitute(word, variables, &words->back(), &missing)) {
+            return fail(result, "nobody has set $" + missing);
+        }
+    }
+    return true;
+}
+
 bool prepare_line(const PlanStep& step, const Variables& variables, Invocation* invocation, StepResult* result) {
     std::vector<std::string> words;
     std::string error;
-    for (const std::string& word : step.words) {
-        words.emplace_back();
-        if (!substitute(word, variables, &words.back(), &error)) {
-            return fail(result, "nobody has set $" + error);
-        }
-    }
-    return invocation_parse(words, invocation, &error) || fail(result, error);
+    return fill_words(step, variables, &words, result) &&
+           (invocation_parse(words, invocation, &error) || fail(result, error));
 }
 
 void run_request(Runner* runner, StepResult* result) {
     const PlanStep& step = *result->step;
     Invocation invocation;
+    std::string error;
     if (!prepare_line(step, runner->variables, &invocation, result)) {
+        return;
+    }
+    if (!phone_serve(&runner->phone, &error)) {
+        (void)fail(result, error);
         return;
     }
     Session* session = runner->session;
@@ -136,6 +151,37 @@ void run_request(Runner* runner, StepResult* result) {
         (void)keep_values(step, result->answer, &runner->variables, result);
     } else if (result->answered) {
         (void)fail(result, step.silence ? "an answer came" : result->reason);
+    }
+}
+
+// A line that prepares the simulated phone or looks at it, again until what it sees is what is expected.
+void run_phone_line(Runner* runner, StepResult* result) {
+    const PlanStep& step = *result->step;
+    std::vector<std::string> words;
+    if (!fill_words(step, runner->variables, &words, result)) {
+        return;
+    }
+    if (step.phone->fresh && runner->phone.directory.empty()) {
+        (void)fail(result, std::string(step.phone->verb) + " wants a fresh phone (--fresh)");
+        return;
+    }
+    const Deadline deadline = deadline_in(step.within_ms);
+    for (;;) {
+        std::string error;
+        result->answer = Answer();
+        if (!step.phone->run(&runner->phone, words, &result->answer, &error)) {
+            (void)fail(result, error);
+            return;
+        }
+        if (judge(step, runner->variables, result->answer, &result->reason)) {
+            (void)keep_values(step, result->answer, &runner->variables, result);
+            return;
+        }
+        if (milliseconds_left(deadline) == 0) {
+            (void)fail(result, result->reason);
+            return;
+        }
+        pause_ms(kLookPause);
     }
 }
 
@@ -168,6 +214,11 @@ void run_step(Runner* runner, StepResult* result) {
     switch (step.kind) {
         case StepKind::kRequest:
             run_request(runner, result);
+            break;
+        case StepKind::kPhone:
+            run_phone_line(runner, result);
+            break;
+        case StepKind::kCase:
             break;
         case StepKind::kReconnect:
             run_reconnect(runner, result);
@@ -254,24 +305,113 @@ std::string summary(const PlanResult& plan, const Style& style) {
     return plan.plan.path + ": " + text;
 }
 
-void run_plan(Runner* runner, bool stop, const Style& style, int out_fd, PlanResult* result) {
+// How plans are run: the options of "run", and where the results go.
+struct Manner {
+    const Invocation* options;
+    Style style;
+    int out_fd;
+};
+
+bool wanted(const PlanCase& one, const Invocation& options) {
+    return options.only.empty() || one.title.find(options.only) != std::string::npos;
+}
+
+// Makes the runner ready for a case. False: the case cannot be run, and `reason` says why; with an empty reason it is
+// left out, since it is about a simulated phone and there is none.
+bool begin_case(Runner* runner, const PlanCase& one, const Invocation& options, std::string* reason) {
+    reason->clear();
+    if (!options.fresh) {
+        return !one.phone || !runner->phone.root.empty();
+    }
+    if (!phone_fresh(&runner->phone, reason)) {
+        return false;
+    }
+    (void)runner->session->link.fd.close();
+    runner->session->address = "unix:" + runner->phone.root + "/.sim/diag";
+    runner->exit_status = kExitDone;
+    return true;
+}
+
+void end_case(Runner* runner, const PlanCase& one, PlanResult* result) {
+    std::string error;
+    (void)runner->session->link.fd.close();
+    if (!phone_end(&runner->phone, &error)) {
+        result->steps.emplace_back();
+        result->steps.back().step = one.steps.back();
+        (void)fail(&result->steps.back(), error);
+    }
+}
+
+std::string case_line(const PlanResult& result, size_t from, const PlanCase& one, double seconds, const Style& style) {
+    Outcome outcome = Outcome::kSkipped;
+    std::string failures;
+    for (size_t i = from; i < result.steps.size(); ++i) {
+        const StepResult& step = result.steps[i];
+        if (step.outcome == Outcome::kFailed) {
+            failures += "  " + result.plan.path + ":" + std::to_string(step.step->line) + ": " +
+                        printable(step.step->text) + "\n      " + step.reason + "\n";
+        }
+        outcome = step.outcome == Outcome::kSkipped || outcome == Outcome::kFailed ? outcome : step.outcome;
+    }
+    const auto index = static_cast<size_t>(outcome);
+    const std::string word =
+        style.colour ? std::string(kOutcomeColours[index]) + kOutcomeWords[index] + "\033[0m" : kOutcomeWords[index];
+    char time[32];
+    (void)snprintf(time, sizeof(time), "%13.0f ms  ", seconds * 1000);
+    return word + time + printable(one.title) + "\n" + failures;
+}
+
+// Runs the steps of a case. False: nothing more is to be run.
+bool run_case(Runner* runner, const PlanCase& one, const Manner& manner, PlanResult* result) {
     const Clock::time_point start = Clock::now();
-    bool ended = false;
-    for (const PlanStep& step : result->plan.steps) {
+    const size_t from = result->steps.size();
+    const bool told_whole = one.title.empty() || manner.style.json;
+    std::string reason;
+    bool ended = !begin_case(runner, one, *manner.options, &reason);
+    bool failed = !reason.empty();
+    for (const PlanStep* step : one.steps) {
+        if (step->kind == StepKind::kCase) {
+            continue;
+        }
         result->steps.emplace_back();
         StepResult& outcome = result->steps.back();
-        outcome.step = &step;
+        outcome.step = step;
         if (!ended) {
             run_step(runner, &outcome);
+        } else if (!reason.empty()) {
+            (void)fail(&outcome, std::exchange(reason, ""));
         }
-        const bool failed = outcome.outcome == Outcome::kFailed;
-        result->exit_status = failed && result->exit_status == kExitDone ? kExitExpectation : result->exit_status;
-        ended = ended || runner->exit_status != kExitDone || (failed && stop);
-        (void)write_all(out_fd, style.json ? step_json(*result, outcome, style) : step_line(outcome, style));
+        failed = failed || outcome.outcome == Outcome::kFailed;
+        ended = ended || runner->exit_status != kExitDone || (failed && manner.options->stop);
+        if (told_whole) {
+            const std::string told =
+                manner.style.json ? step_json(*result, outcome, manner.style) : step_line(outcome, manner.style);
+            (void)write_all(manner.out_fd, told);
+        }
+    }
+    end_case(runner, one, result);
+    failed = failed || (!result->steps.empty() && result->steps.back().outcome == Outcome::kFailed);
+    if (!told_whole) {
+        (void)write_all(manner.out_fd, case_line(*result, from, one, seconds_since(start), manner.style));
+    }
+    result->exit_status = failed && result->exit_status == kExitDone ? kExitExpectation : result->exit_status;
+    return manner.options->fresh ? !(failed && manner.options->stop) : !ended || !failed;
+}
+
+void run_plan(Runner* runner, const Manner& manner, PlanResult* result) {
+    const Clock::time_point start = Clock::now();
+    const Variables given = runner->variables;
+    bool going = true;
+    for (const PlanCase& one : cases_of(result->plan)) {
+        if (going && wanted(one, *manner.options)) {
+            runner->variables = one.title.empty() ? runner->variables : given;
+            going = run_case(runner, one, manner, result);
+        }
     }
     result->seconds = seconds_since(start);
-    result->exit_status = runner->exit_status != kExitDone ? runner->exit_status : result->exit_status;
-    (void)write_all(out_fd, summary(*result, style));
+    result->exit_status =
+        runner->exit_status != kExitDone && !manner.options->fresh ? runner->exit_status : result->exit_status;
+    (void)write_all(manner.out_fd, summary(*result, manner.style));
 }
 
 std::string xml_text(const std::string& text) {
@@ -361,7 +501,9 @@ std::string junit_text(const std::vector<PlanResult>& results) {
 }
 
 int run_plans(Session* session, const Invocation& invocation, const Style& style, int out_fd) {
-    Runner runner{session, {}, kExitDone};
+    Runner runner{session, {}, {}, kExitDone};
+    phone_of_address(session->address, &runner.phone);
+    const Manner manner{&invocation, style, out_fd};
     std::vector<PlanResult> results;
     Failure failure;
     if (!load_plans(invocation, &runner.variables, &results, &failure)) {
@@ -372,7 +514,7 @@ int run_plans(Session* session, const Invocation& invocation, const Style& style
     for (PlanResult& result : results) {
         const size_t slash = result.plan.path.rfind('/');
         runner.variables["here"] = slash == std::string::npos ? "." : result.plan.path.substr(0, slash);
-        run_plan(&runner, invocation.stop, style, out_fd, &result);
+        run_plan(&runner, manner, &result);
         exit_status = exit_status == kExitDone ? result.exit_status : exit_status;
     }
     std::string error;

@@ -28,6 +28,8 @@ constexpr OptionRow kOptions[] = {
     {"-i,--install",  "DEVICE",  "keybox", "install the keybox for this device identifier when it has arrived", &Invocation::device, nullptr},
     {"--junit",       "FILE",    "run",    "write a JUnit report", &Invocation::junit, nullptr},
     {"-s,--stop",     nullptr,   "run",    "stop at the first failure", nullptr, &Invocation::stop},
+    {"--fresh",       nullptr,   "run",    "run each case of a plan on a fresh simulated phone of its own", nullptr, &Invocation::fresh},
+    {"--only",        "TEXT",    "run",    "run the cases with this in their title", &Invocation::only, nullptr},
 };
 // clang-format on
 

@@ -26,8 +26,10 @@ struct Invocation {
     std::string lasting;
     std::string device;
     std::string junit;
+    std::string only;
     bool generate = false;
     bool stop = false;
+    bool fresh = false;
 };
 
 // One option: CLI11, the help, the completions and the manual take it from here.

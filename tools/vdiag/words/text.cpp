@@ -127,6 +127,27 @@ std::optional<Bytes> hex_parse(std::string_view text) {
     return out;
 }
 
+std::optional<Bytes> bytes_parse(std::string_view text) {
+    constexpr uint64_t kMost = 65535;
+    if (const auto plain = hex_parse(text)) {
+        return plain;
+    }
+    Bytes out;
+    for (const std::string_view piece : split(text, '+')) {
+        const size_t star = piece.find('*');
+        const auto unit = hex_parse(piece.substr(0, star));
+        const auto count =
+            star == std::string_view::npos ? std::optional<uint64_t>(1) : number_parse(piece.substr(star + 1));
+        if (!unit || !count || *count > kMost || *count * unit->size() + out.size() > kMost) {
+            return std::nullopt;
+        }
+        for (uint64_t i = 0; i < *count; ++i) {
+            out.insert(out.end(), unit->begin(), unit->end());
+        }
+    }
+    return out;
+}
+
 std::optional<uint64_t> number_parse(std::string_view text) {
     int base = 10;
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
@@ -177,6 +198,27 @@ std::string printable(std::string_view text) {
             append_escaped(lead, &out);
         }
         text.remove_prefix(plain && length > 0 ? length : 1);
+    }
+    return out;
+}
+
+std::optional<std::string> unescape(std::string_view text) {
+    constexpr std::string_view kLetters = "ntr0\\";
+    constexpr std::string_view kMeanings{"\n\t\r\0\\", 5};
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            out += text[i];
+            continue;
+        }
+        const char letter = ++i < text.size() ? text[i] : '\0';
+        const size_t known = kLetters.find(letter);
+        const auto digits = letter == 'x' ? hex_parse(text.substr(i + 1, 2)) : std::nullopt;
+        if (known == std::string_view::npos && (!digits || digits->size() != 1)) {
+            return std::nullopt;
+        }
+        out += known != std::string_view::npos ? kMeanings[known] : static_cast<char>((*digits)[0]);
+        i += known != std::string_view::npos ? 0 : 2;
     }
     return out;
 }

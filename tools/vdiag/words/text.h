@@ -19,6 +19,10 @@ std::string hex_text(const Bytes& bytes, std::string_view separator = "");
 // something else stood there or a digit was left over.
 std::optional<Bytes> hex_parse(std::string_view text);
 
+// Hexadecimal pieces, each so many times: "5a*120+6b62". No value: the text is not written so, or stands for more than
+// 65535 bytes (a packet holds no more).
+std::optional<Bytes> bytes_parse(std::string_view text);
+
 // A decimal number or one with a leading 0x, no sign.
 std::optional<uint64_t> number_parse(std::string_view text);
 
@@ -29,6 +33,8 @@ bool equal_names(std::string_view left, std::string_view right);  // without reg
 
 // Printable form of text from outside: other bytes appear as \n, \t or \xNN, a backslash as two.
 std::string printable(std::string_view text);
+// The reverse, and \0 for a zero byte. No value: an unknown escape.
+std::optional<std::string> unescape(std::string_view text);
 bool is_printable(std::string_view text);  // printable ASCII and UTF-8 only
 
 // True when every byte sequence is well-formed UTF-8.

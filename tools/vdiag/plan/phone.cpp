@@ -1,0 +1,203 @@
+// The life of a fresh simulated phone: laid out, started, ended.
+#include "tools/vdiag/plan/phone.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/include/handles.h"
+#include "tools/vdiag/wire/link.h"
+
+namespace fs = std::filesystem;
+
+namespace vdiag {
+namespace {
+
+constexpr int kPatience = 20000;  // milliseconds for a daemon to start
+constexpr mode_t kUmask = 027;    // of the daemon: what it wants to be readable by all it must say
+
+std::string beside_program(const std::string& name) {
+    char path[PATH_MAX];
+    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path) - 1);
+    const std::string text(path, size > 0 ? static_cast<size_t>(size) : 0);
+    return text.substr(0, text.rfind('/') + 1) + name;
+}
+
+// Runs a program and waits for it.
+bool run_program(const std::vector<std::string>& words) {
+    const pid_t child = fork();
+    if (child == 0) {
+        std::vector<char*> arguments;
+        for (const std::string& word : words) {
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        }
+        arguments.push_back(nullptr);
+        execvp(arguments[0], arguments.data());
+        _exit(127);
+    }
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+// In the child: the daemon's settings, then the daemon.
+[[noreturn]] void become_daemon(const Phone& phone, const std::string& program) {
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int log = open((phone.directory + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int null = open("/dev/null", O_RDONLY);
+    (void)dup2(null, STDIN_FILENO);
+    (void)dup2(log, STDOUT_FILENO);
+    (void)dup2(log, STDERR_FILENO);
+    (void)close(log);
+    (void)close(null);
+    (void)umask(kUmask);
+    (void)setenv("VENDORDIAG_ROOT", phone.root.c_str(), 1);
+    (void)setenv("VENDORDIAG_LISTEN", ("unix:" + phone.root + "/.sim/diag").c_str(), 1);
+    (void)setenv("VENDORDIAG_TIME_SCALE", "0.001", 1);
+    (void)unsetenv("VENDORDIAG_POWER");
+    for (const std::string& setting : phone.environment) {
+        (void)putenv(const_cast<char*>(setting.c_str()));
+    }
+    for (const auto& [resource, value] : phone.limits) {
+        const rlimit limit{value, value};
+        (void)prlimit(0, static_cast<__rlimit_resource>(resource), &limit, nullptr);
+    }
+    execl(program.c_str(), program.c_str(), nullptr);
+    _exit(127);
+}
+
+// Whether somebody takes connections at the phone's socket.
+bool serves(const std::string& root) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = root + "/.sim/diag";
+    if (path.size() >= sizeof(address.sun_path)) {
+        return false;
+    }
+    (void)path.copy(address.sun_path, path.size());
+    const UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+std::string end_text(int status) {
+    return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                               : "exit status " + std::to_string(WEXITSTATUS(status));
+}
+
+void kill_and_wait(pid_t* child) {
+    if (*child > 0) {
+        (void)kill(*child, SIGKILL);
+        (void)waitpid(*child, nullptr, 0);
+    }
+    *child = -1;
+}
+
+// The line of a sanitizer's report, if it has written one.
+std::string sanitizer_line(const Phone& phone) {
+    Bytes content;
+    std::string ignored;
+    (void)file_read(phone.directory + "/log", &content, &ignored);
+    const std::string text(content.begin(), content.end());
+    for (const char* mark : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:", "WARNING: Thread"}) {
+        const size_t at = text.find(mark);
+        if (at != std::string::npos) {
+            return text.substr(text.rfind('\n', at) + 1, 4000);
+        }
+    }
+    return "";
+}
+
+}  // namespace
+
+bool phone_fresh(Phone* phone, std::string* error) {
+    const char* parent = getenv("TMPDIR");
+    std::string directory = std::string(parent != nullptr && *parent != '\0' ? parent : "/tmp") + "/vdiag-XXXXXX";
+    if (mkdtemp(directory.data()) == nullptr) {
+        *error = "cannot make " + directory + ": " + strerror(errno);
+        return false;
+    }
+    *phone = Phone();
+    phone->directory = directory;
+    phone->root = directory + "/phone";
+    const std::string template_root = beside_program("device");
+    if (!run_program({"cp", "-R", "-P", "-p", template_root, phone->root})) {
+        *error = "cannot copy the phone at rest from " + template_root;
+        return false;
+    }
+    std::string ignored;
+    (void)fs::remove(phone->root + "/.sim/diag");
+    return file_write(phone->root + "/.sim/calls", "", error);
+}
+
+void phone_of_address(const std::string& address, Phone* phone) {
+    constexpr std::string_view kSocket = "/.sim/diag";
+    if (address.starts_with("unix:") && address.ends_with(kSocket)) {
+        phone->root = address.substr(5, address.size() - 5 - kSocket.size());
+    }
+}
+
+bool phone_serve(Phone* phone, std::string* error) {
+    if (phone->directory.empty() || phone->daemon > 0) {
+        return true;
+    }
+    if (phone->started) {
+        *error = "the daemon does not run any more";
+        return false;
+    }
+    const char* given = getenv("VDIAG_DAEMON");
+    const std::string program = given != nullptr ? given : beside_program("vendordiag");
+    phone->started = true;
+    phone->daemon = fork();
+    if (phone->daemon == 0) {
+        become_daemon(*phone, program);
+    }
+    const Deadline deadline = deadline_in(kPatience);
+    while (!serves(phone->root)) {
+        if (waitpid(phone->daemon, &phone->end_status, WNOHANG) != 0) {
+            phone->daemon = -1;
+            *error = "the daemon ended before it served: " + end_text(phone->end_status);
+            return false;
+        }
+        if (milliseconds_left(deadline) == 0) {
+            *error = "the daemon does not serve";
+            return false;
+        }
+        (void)usleep(2000);
+    }
+    return true;
+}
+
+bool phone_end(Phone* phone, std::string* error) {
+    bool good = true;
+    if (phone->directory.empty()) {
+        return good;
+    }
+    if (phone->daemon > 0 && waitpid(phone->daemon, &phone->end_status, WNOHANG) == phone->daemon) {
+        phone->daemon = -1;
+        good = phone->end_expected;
+        *error = "the daemon ended unasked: " + end_text(phone->end_status);
+    }
+    kill_and_wait(&phone->daemon);
+    kill_and_wait(&phone->chip);
+    const std::string report = sanitizer_line(*phone);
+    if (!report.empty()) {
+        good = false;
+        *error = report;
+    }
+    std::error_code ignored;  // a vendor program may still be writing there
+    (void)fs::remove_all(phone->directory, ignored);
+    return good;
+}
+
+}  // namespace vdiag
