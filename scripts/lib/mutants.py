@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Changes one thing at a time in product code and looks whether a test notices: see scripts/mutants.sh."""
 import concurrent.futures
+import glob
 import json
 import os
 import random
@@ -259,9 +260,25 @@ class Worker:
         if status != 0:
             sys.exit("mutants: the unchanged tree does not build:\n" + output[-2000:])
 
-    def tests(self, first, chosen):
-        arguments = ["ctest", "--test-dir", self.build, "--stop-on-failure", "--timeout", str(TEST_SECONDS)]
-        return command(arguments + (["-R", first] if chosen else ["-E", first]), 2 * TEST_SECONDS)
+    def make(self, *targets):
+        arguments = ["cmake", "--build", self.build, "--parallel", "1"]
+        return command(arguments + (["--target", *targets] if targets else []), BUILD_SECONDS)[0] == 0
+
+    def cases(self, path):
+        """Runs the cases, those of the changed file's family first. Status, and the case that noticed."""
+        stem = os.path.basename(path).split(".")[0]
+        files = glob.glob(os.path.join(self.tree, "tests", "cases", "*.case"))
+        files.sort(key=lambda file: -alike(os.path.basename(file).split(".")[0], stem))
+        status, output = command([os.path.join(self.build, "vdiag"), "run", "--fresh", "--stop", "--timeout", "5s"] + files,
+                                 TEST_SECONDS)
+        failed = re.findall(r"^FAIL +\d+ ms +(.*)$", output, re.M)
+        return status, failed[0] if failed else "time"
+
+    def tests(self):
+        arguments = ["ctest", "--test-dir", self.build, "--stop-on-failure", "--timeout", str(TEST_SECONDS), "-E", "^Cases"]
+        status, output = command(arguments, 2 * TEST_SECONDS)
+        failed = re.findall(r"^\s*\d+ - (.*?) \(", output, re.M)
+        return status, failed[0] if failed else "time" if status == 124 else output[-2000:]
 
     def judge(self, mutant):
         """"killed", "survived" or "invalid", and the test that noticed."""
@@ -271,26 +288,22 @@ class Worker:
         try:
             with open(path, "wb") as file:
                 file.write(mutant.apply(source))
-            status, _ = command(["cmake", "--build", self.build, "--parallel", "1"], BUILD_SECONDS)
-            if status != 0:
+            if not self.make("vendordiag", "vdiag"):
                 return "invalid", ""
-            room = first_tests(mutant.path)
-            for chosen in (True, False):
-                status, output = self.tests(room, chosen)
-                if status != 0 and "No tests were found" not in output:
-                    failed = re.findall(r"^\s*\d+ - (.*?) \(", output, re.M)
-                    return "killed", failed[0] if failed else "time"
-            return "survived", ""
+            status, test = self.cases(mutant.path)
+            if status == 0:
+                if not self.make():
+                    return "invalid", ""
+                status, test = self.tests()
+            return ("killed", test) if status != 0 else ("survived", "")
         finally:
             with open(path, "wb") as file:
                 file.write(source)
 
 
-def first_tests(path):
-    """Names of the tests that are about a file: its room's cases and C++ tests."""
-    room = path.split("/")[0] if not path.startswith(("platform", "tools")) else path.split("/")[1]
-    room = {"vdiag": "client"}.get(room, room)
-    return "[%s%s]%s" % (room[0].upper(), room[0], room[1:])
+def alike(family, stem):
+    """How much a case file's name and a source file's have in common: words of one in the other."""
+    return sum(word in stem for word in family.split("_")) + sum(word in family for word in stem.split("_"))
 
 
 def same(left, right):
@@ -359,9 +372,9 @@ def main():
     workers = [Worker(i) for i in range(int(os.environ.get("MUTANTS_JOBS", os.cpu_count() or 1)))]
     for worker in workers:
         worker.prepare()
-        status, output = worker.tests("^$", False)
-        if status != 0:
-            sys.exit("mutants: the unchanged tree's tests fail:\n" + output[-2000:])
+        for status, test in (worker.cases(""), worker.tests()):
+            if status != 0:
+                sys.exit("mutants: a test of the unchanged tree fails: " + test)
     commands = compile_commands(workers[0].build)
     print("== Seed %d, %d mutants" % (seed, count), flush=True)
     skip = ignored()

@@ -516,6 +516,9 @@ int run_plans(Session* session, const Invocation& invocation, const Style& style
         runner.variables["here"] = slash == std::string::npos ? "." : result.plan.path.substr(0, slash);
         run_plan(&runner, manner, &result);
         exit_status = exit_status == kExitDone ? result.exit_status : exit_status;
+        if (invocation.stop && exit_status != kExitDone) {
+            break;
+        }
     }
     std::string error;
     if (!invocation.junit.empty() && !file_write(invocation.junit, junit_text(results), &error)) {
