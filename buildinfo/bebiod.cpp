@@ -292,10 +292,6 @@ namespace {
 constexpr DiagDispatchEntry bebiod_entries[] = {
     {kBebiodCommand, kBebiodCommand, bebiod_diag_handle},
 };
-constexpr DiagDispatchTable bebiod_table = diag_table(kDiagNoSubsystem, bebiod_entries);
 }  // namespace
 
-bool bebiod_diag_init() {
-    diagpkt_tbl_reg(&bebiod_table);
-    return true;
-}
+const DiagDispatchTable bebiod_diag_table = diag_table(kDiagNoSubsystem, bebiod_entries);

@@ -5,8 +5,7 @@
 
 DiagHandler bebiod_diag_handle;
 
-// Registers the menu's table. True.
-bool bebiod_diag_init();
+extern const DiagDispatchTable bebiod_diag_table;
 
 // The menu as a response, and the record written from a request; the response or null.
 void* bebiod_diag_get_rtn_menu();

@@ -15,7 +15,6 @@ constexpr DiagDispatchEntry sw_version_entries[] = {
     {60, 60, sw_out_version_handler},
     {57, 57, sw_version_ex_handler},
 };
-constexpr DiagDispatchTable sw_version_table = diag_table(kDiagNoSubsystem, sw_version_entries);
 
 constexpr const char* kInternalVersion = "ro.build.sw_internal_version";
 constexpr const char* kDisplayVersion = "ro.build.display.id";
@@ -77,16 +76,13 @@ void* version_response(const VersionLayout& layout) {
 
 }  // namespace
 
+const DiagDispatchTable sw_version_table = diag_table(kDiagNoSubsystem, sw_version_entries);
+
 void* sw_version_handler(const void* /*request*/, uint16_t /*length*/) { return version_response(kInternalLayout); }
 
 void* sw_out_version_handler(const void* /*request*/, uint16_t /*length*/) { return version_response(kDisplayLayout); }
 
 void* sw_version_ex_handler(const void* /*request*/, uint16_t /*length*/) { return version_response(kBothLayout); }
-
-void orb_ftm_build_info_register_init() {
-    puts("\norb_ftm_build_info_register_init called ");
-    diagpkt_tbl_reg(&sw_version_table);
-}
 
 int extract_format_from_linux_date_string(char* text, char* date, char* time) {
     if (strlen(text) != kLinuxDateLength) {

@@ -1,10 +1,7 @@
 // The start-up sequence.
 #include "daemon/startup.h"
 
-#include "buildinfo/bebiod.h"
-#include "buildinfo/sw_version.h"
-#include "factory/factory_diag.h"
-#include "ftm/ftm_dispatch.h"
+#include "daemon/registration.h"
 #include "platform/include/diag.h"
 #include "platform/include/log.h"
 #include "support/modem_connection.h"
@@ -15,16 +12,6 @@ int vendor_diag_start() {
         ALOGE("Diag_LSM_Init() failed.");
         return -1;
     }
-    // A registration that fails does not stop the ones behind it.
-    if (!bebiod_diag_init()) {
-        ALOGE("bebiod_diag_init failed");
-    }
-    if (!factory_diag_init()) {
-        ALOGE("factory_diag_init failed");
-    }
-    if (ftm_diag_init() == 0) {
-        ALOGE("ftm_diag_init failed");
-    }
-    orb_ftm_build_info_register_init();
+    register_commands();
     return 0;
 }

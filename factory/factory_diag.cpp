@@ -6,7 +6,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "factory/ap_commands.h"
 #include "factory/factory_request.h"
 #include "factory/mdlog.h"
 #include "packet/diag_packet.h"
@@ -248,13 +247,6 @@ constexpr bool codes_stand_once() {
 }
 static_assert(kEntryCount == 22 && codes_stand_once());
 
-constexpr DiagDispatchTable factory_diag_table = diag_table(kFactorySubsystem, factory_diag_entries);
 }  // namespace
 
-bool factory_diag_init() {
-    diagpkt_tbl_reg(&factory_diag_table);
-    diagpkt_tbl_reg(&diag_AP_battery_table);
-    diagpkt_tbl_reg(&diag_AP_sdcard_table);
-    (void)mdlog_init();  // cannot fail
-    return true;
-}
+const DiagDispatchTable factory_diag_table = diag_table(kFactorySubsystem, factory_diag_entries);

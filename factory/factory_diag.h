@@ -23,8 +23,7 @@ DiagHandler factory_diag_open_handler;
 DiagHandler factory_diag_close_handler;
 DiagHandler factory_diag_write_handler;
 
-// Registers the tables of the factory service and of the AP commands, and prepares log capture. True.
-bool factory_diag_init();
+extern const DiagDispatchTable factory_diag_table;
 
 // Stores `length` bytes of IMEI signature, base64 encoded, in configuration records of 31 characters. 1, or -1.
 int set_imei_sign(const unsigned char* signature, int length);

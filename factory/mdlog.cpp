@@ -63,10 +63,9 @@ bool make_log_dir(const std::string& dir) {
 }
 }  // namespace
 
-int mdlog_init() {
+void mdlog_init() {
     capture.file_size = kFileSize;
     capture.path_set = false;
-    return 1;
 }
 
 void mdlog_set_log_file_path(const char* directory) {

@@ -7,8 +7,8 @@ DiagHandler factory_diag_log_start;
 DiagHandler factory_diag_log_stop;
 DiagHandler factory_diag_log_clear;
 
-// Sets the collector's file size and forgets the log directory. Returns 1.
-int mdlog_init();
+// At start-up: sets the collector's file size and forgets the log directory.
+void mdlog_init();
 // Sets the log directory (cut at 255 bytes; null: ignored).
 void mdlog_set_log_file_path(const char* directory);
 // Starts the collector; `selector` names the storage whose root is used when no directory was set.

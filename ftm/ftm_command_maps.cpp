@@ -8,9 +8,9 @@
 #include "ftm/ftm_keys.h"
 #include "ftm/ftm_label.h"
 #include "ftm/ftm_power.h"
+#include "ftm/ftm_rdss.h"
 #include "ftm/ftm_secure.h"
 #include "ftm/ftm_status.h"
-#include "rdss/rdss_test.h"
 
 // clang-format off
 const FtmCommandEntry ftm_diag_req_cmd_map[kFtmMainMapSize] = {

@@ -7,13 +7,9 @@
 #include <cstring>
 #include <new>
 
-#include "factory/factory_info.h"
 #include "ftm/ftm_command.h"
 #include "ftm/ftm_power.h"
-#include "ftm/ftm_properties.h"
 #include "packet/diag_packet.h"
-#include "peripheral/led_key_control.h"
-#include "peripheral/nfc_audio.h"
 #include "platform/include/log.h"
 #include "support/worker.h"
 
@@ -27,18 +23,12 @@ constexpr unsigned kShortResponse = 256;
 constexpr unsigned kExtResponse = 4096;
 constexpr size_t kStatusOffset = 4;
 constexpr size_t kMessageOffset = 5;
-constexpr int kPublishAll = 2;  // mode of init_prop_from_xml
 
 constexpr DiagDispatchEntry ftm_entries[] = {
     {kMainCommand, kMainCommand, ftm_diag_dispatch},
     {kExtCommand, kExtCommand, ftm_diag_ext_dispatch},
     {kBattCommand, kBattCommand, ftm_diag_batt_dispatch},
 };
-constexpr DiagDispatchEntry usb_serialno_entries[] = {
-    {54, 54, get_usb_serialno},
-};
-constexpr DiagDispatchTable ftm_table = diag_table(kFtmSubsystem, ftm_entries);
-constexpr DiagDispatchTable usb_serialno_table = diag_table(kFtmSubsystem, usb_serialno_entries);
 // What each dispatcher registers again after an over-long request.
 constexpr DiagDispatchTable ftm_again_table = diag_table(kFtmSubsystem, ftm_entries);
 constexpr DiagDispatchTable ftm_ext_again_table = diag_table(kFtmSubsystem, ftm_entries);
@@ -180,6 +170,8 @@ void ftm_diag_req_batt_process(const void* req, uint16_t req_len, uint8_t* rsp) 
 
 }  // namespace
 
+const DiagDispatchTable ftm_diag_table = diag_table(kFtmSubsystem, ftm_entries);
+
 void* ftm_diag_dispatch(const void* req, uint16_t req_len) {
     ALOGD("%s: e\n", __func__);
     if (recovered_from_long_request(__func__, req_len, ftm_again_table)) {
@@ -222,21 +214,4 @@ void* ftm_diag_batt_dispatch(const void* req, uint16_t req_len) {
     ftm_diag_req_batt_process(req, req_len, rsp);
     ALOGE("%s: x\n", __func__);
     return rsp;
-}
-
-int ftm_diag_init() {
-    ALOGD("%s: e\n", __func__);
-    const DiagDispatchTable* const tables[] = {
-        &ftm_table,          &ftm_diag_nfc_table, &ftm_diag_audio_table, &control_diag_table,
-        &usb_serialno_table, &ftm_diag_led_table, &ftm_diag_key_table,   &diag_factory_info_table,
-    };
-    for (const DiagDispatchTable* table : tables) {
-        diagpkt_tbl_reg(table);
-    }
-    init_prop_from_xml(kPublishAll);
-    ftm_diag_set_countrycode_prop();
-    ftm_diag_set_fanlight_prop();
-    ftm_diag_set_lcdcurrent_prop();
-    ALOGD("%s: enter loop...\n", __func__);
-    return 1;
 }

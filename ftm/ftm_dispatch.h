@@ -1,12 +1,17 @@
-// The FTM command service: its dispatchers and its start-up step.
+// The FTM command service: its dispatchers. A request holds the command's name, terminated, and its arguments behind
+// it.
 #pragma once
 
 #include "platform/include/diag.h"
 
-DiagHandler ftm_diag_dispatch;       // subsystem 11, command 32766: the main map
-DiagHandler ftm_diag_ext_dispatch;   // subsystem 11, command 32767: the extended map
-DiagHandler ftm_diag_batt_dispatch;  // subsystem 11, command 32765: "setfactorymode"
-DiagHandler get_usb_serialno;        // subsystem 11, command 54
+// Subsystem 11, command 32766: the main map, whole names. Response, 256 bytes: status, first byte of the message,
+// zeros.
+DiagHandler ftm_diag_dispatch;
+// Subsystem 11, command 32767: the extended map, names that the request begins with. Response, 4096 bytes: status, the
+// message by the row's copy rule, zeros.
+DiagHandler ftm_diag_ext_dispatch;
+// Subsystem 11, command 32765: "setfactorymode" puts the phone into shipping mode and off once the USB cable is gone.
+// Response, 256 bytes: status 0 and six zeros, or status 255 for another name; the rest is unwritten.
+DiagHandler ftm_diag_batt_dispatch;
 
-// Registers the service's tables, publishes the factory information and seeds three properties. Returns 1.
-int ftm_diag_init();
+extern const DiagDispatchTable ftm_diag_table;

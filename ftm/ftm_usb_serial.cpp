@@ -1,11 +1,12 @@
 // The device's USB serial number: from the gadget, else from the kernel's command line, else from its boot
 // configuration.
+#include "ftm/ftm_usb_serial.h"
+
 #include <fcntl.h>
 
 #include <cstring>
 #include <string>
 
-#include "ftm/ftm_dispatch.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "support/files.h"
@@ -88,7 +89,13 @@ std::string bootconfig_serial() {
     return value;
 }
 
+constexpr DiagDispatchEntry usb_serialno_entries[] = {
+    {kCommand, kCommand, get_usb_serialno},
+};
+
 }  // namespace
+
+const DiagDispatchTable usb_serialno_table = diag_table(kSubsystem, usb_serialno_entries);
 
 void* get_usb_serialno(const void* /*request*/, uint16_t /*length*/) {
     std::string serial = gadget_serial(__func__);

@@ -11,11 +11,8 @@
 #include <fstream>
 #include <thread>
 
-#include "buildinfo/bebiod.h"
-#include "buildinfo/sw_version.h"
-#include "factory/factory_diag.h"
+#include "daemon/registration.h"
 #include "ftm/ftm_command.h"
-#include "ftm/ftm_dispatch.h"
 #include "platform/host/diag_library.h"
 #include "platform/host/host.h"
 #include "support/worker.h"
@@ -226,10 +223,7 @@ void start() {
     settings.sleep_sink = [](uint64_t) { std::this_thread::yield(); };
     host_configure(settings);
     lay_out();
-    (void)bebiod_diag_init();
-    (void)factory_diag_init();
-    (void)ftm_diag_init();
-    orb_ftm_build_info_register_init();
+    register_commands();
 }
 
 // The key thread never ends; every other worker does.

@@ -16,6 +16,9 @@ for script in $(git ls-files '*.sh' .ci/run device | xargs grep -lE -d skip '^#!
     bash -n "$script"
 done
 
+echo "== Checking who includes whom"
+scripts/lib/arrows.sh
+
 echo "== Linting (build/lint)"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT

@@ -13,10 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "buildinfo/bebiod.h"
-#include "buildinfo/sw_version.h"
-#include "factory/factory_diag.h"
-#include "ftm/ftm_dispatch.h"
+#include "daemon/registration.h"
 #include "support/worker.h"
 
 namespace fs = std::filesystem;
@@ -82,10 +79,7 @@ void register_tables() {
     static const bool done = [] {
         const std::string root = make_root();
         host_configure(phone_settings(root, std::make_shared<Record>()));
-        (void)bebiod_diag_init();
-        (void)factory_diag_init();
-        (void)ftm_diag_init();
-        orb_ftm_build_info_register_init();
+        register_commands();
         fs::remove_all(root);
         return true;
     }();

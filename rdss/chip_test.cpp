@@ -1,6 +1,6 @@
 // The RDSS chip test: power, antenna switches and the exchanges with the chip. Sentences are the sentence reader's, the
 // line is the serial port's.
-#include "rdss/rdss_test.h"
+#include "rdss/chip_test.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <string_view>
 
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
@@ -49,7 +48,8 @@ UniqueFd open_node(const char* path) {
     return UniqueFd(device_open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_TRUNC | O_CLOEXEC));
 }
 
-// The functions of the test flow are named as they stand in the log lines.
+// The functions of the test flow are named as they stand in the log lines; those that others call stand there by other
+// names.
 
 // Writes a node's one character. The kernel's node holds what was last written; a file in its place must not keep the
 // tail of a longer text. The result of the write.
@@ -149,41 +149,6 @@ int rchip_state_init() {
     return 0;
 }
 
-// Returns 0; 1 when antennas or power fail, -1 when the port does.
-int startTest() {
-    if (openAntenna() != 0) {
-        ALOGE("%s failed to open antenna", __func__);
-        return 1;
-    }
-    if (rchip_state_init() != 0) {
-        ALOGE("%s failed to openSerialDevice", __func__);
-        return -1;
-    }
-    if (setRchipPower(true) != 0) {
-        ALOGE("%s failed to setRchipPower", __func__);
-        return 1;
-    }
-    device_sleep(1);
-    return 0;
-}
-
-// Returns 0 on success, else 1.
-int closeTest() {
-    if (setRchipPower(false) != 0) {
-        ALOGE("%s failed to setRchipPower", __func__);
-        return 1;
-    }
-    if (close_ser_com() != 0) {
-        ALOGE("%s failed to closeSerialDevice", __func__);
-        return 1;
-    }
-    if (closeAntenna() != 0) {
-        ALOGE("%s failed to close antenna", __func__);
-        return 1;
-    }
-    return 0;
-}
-
 // Feeds what the chip sends to the sentence reader until a positive answer or the end of the time. Kept: any positive
 // answer counts, and what was received behind it is dropped. Returns 0 or -1.
 int receiveResponse(int timeout_ms) {
@@ -230,60 +195,51 @@ int exchange(const char* name, const std::string& sentence, size_t frame_size, b
     return 1;
 }
 
-int stopTest() { return exchange(__func__, kStopSentence, kShortFrame); }
+}  // namespace
 
-int queryCN() { return exchange(__func__, kCnSentence, kShortFrame); }
+int rdss_chip_start() {
+    if (openAntenna() != 0) {
+        ALOGE("startTest failed to open antenna");
+        return 1;
+    }
+    if (rchip_state_init() != 0) {
+        ALOGE("startTest failed to openSerialDevice");
+        return -1;
+    }
+    if (setRchipPower(true) != 0) {
+        ALOGE("startTest failed to setRchipPower");
+        return 1;
+    }
+    device_sleep(1);
+    return 0;
+}
 
-int queryCNNew() { return exchange(__func__, kCnNewSentence, kShortFrame, true); }
+int rdss_chip_stop() { return exchange("stopTest", kStopSentence, kShortFrame); }
 
-int queryCCTCQ() {
+int rdss_chip_close() {
+    if (setRchipPower(false) != 0) {
+        ALOGE("closeTest failed to setRchipPower");
+        return 1;
+    }
+    if (close_ser_com() != 0) {
+        ALOGE("closeTest failed to closeSerialDevice");
+        return 1;
+    }
+    if (closeAntenna() != 0) {
+        ALOGE("closeTest failed to close antenna");
+        return 1;
+    }
+    return 0;
+}
+
+int rdss_chip_query_cn() { return exchange("queryCN", kCnSentence, kShortFrame); }
+
+int rdss_chip_query_cn_new() { return exchange("queryCNNew", kCnNewSentence, kShortFrame, true); }
+
+int rdss_chip_send_message() {
     std::string sentence = kMessageHead;
     for (int i = 0; i < kMessageRepeats; i++) {
         sentence += kMessageText;
     }
-    return exchange(__func__, sentence + kMessageTail, kLongFrame);
-}
-
-// The two queries' common end: the text is the message, without a terminator of its own.
-FtmStatus report_query(const char* name, int result, const char* (*read_text)(), FtmMessage& message) {
-    if (result == 0) {
-        (void)std::string_view(read_text()).copy(reinterpret_cast<char*>(message.bytes), kFtmMsgSize);
-        ALOGD("%s: rsp_msg = %s\n", name, message.text());
-    }
-    ALOGD("%s: result = %d\n", name, result);
-    return ftm_status(result == 0);
-}
-
-}  // namespace
-
-FtmStatus ftm_diag_req_cmd_startRchipTest(FtmArgs, FtmMessage&) {
-    const int result = startTest();
-    ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
-    return ftm_status(result == 0);
-}
-
-FtmStatus ftm_diag_req_cmd_stopRchipTest(FtmArgs, FtmMessage&) {
-    const int result = stopTest();
-    ALOGD("%s: result = %d,mSerialDeviceFd = %d\n", __func__, result, serial_port.fd);
-    return ftm_status(result == 0);
-}
-
-FtmStatus ftm_diag_req_cmd_closeRchipTest(FtmArgs, FtmMessage&) {
-    const int result = closeTest();
-    ALOGD("%s: result = %d\n", __func__, result);
-    return ftm_status(result == 0);
-}
-
-FtmStatus ftm_diag_req_cmd_sendRchipCN(FtmArgs, FtmMessage& message) {
-    return report_query(__func__, queryCN(), get_rdss_chip_cn, message);
-}
-
-FtmStatus ftm_diag_req_cmd_sendRchipNewCN(FtmArgs, FtmMessage& message) {
-    return report_query(__func__, queryCNNew(), get_rdss_chip_cn_new, message);
-}
-
-FtmStatus ftm_diag_req_cmd_sendRchipCCTCQ(FtmArgs, FtmMessage&) {
-    const int result = queryCCTCQ();
-    ALOGD("%s: sendresult = %d\n", __func__, result);
-    return ftm_status(result == 0);
+    return exchange("queryCCTCQ", sentence + kMessageTail, kLongFrame);
 }

@@ -1,7 +1,7 @@
-// The RDSS chip test: power, antenna switches and the exchanges with the chip.
+// The commands of the RDSS chip test.
 #pragma once
 
-#include "ftm/ftm_command.h"
+#include "ftm/ftm_message.h"
 
 FtmCommandHandler ftm_diag_req_cmd_startRchipTest;  // status 0: the chip is powered and its port open
 FtmCommandHandler ftm_diag_req_cmd_stopRchipTest;   // status 0: the chip has left its test mode

@@ -1,5 +1,5 @@
 // LED mode, key test over real FIFO devices, control command.
-#include "peripheral/led_key_control.h"
+#include "peripheral/key_test.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
