@@ -47,7 +47,8 @@ bool prepare_raw(const Invocation& invocation, Prepared* prepared, Failure* fail
         }
         text.assign(content.begin(), content.end());
     }
-    const auto request = hex_parse(text);
+    text.erase(text.find_last_not_of(" \t\r\n") + 1);
+    const auto request = bytes_parse(text);
     if (!request || request->empty()) {
         return usage("raw: that is no hexadecimal", failure);
     }
