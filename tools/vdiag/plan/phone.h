@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/include/handles.h"
 #include "tools/vdiag/catalogue/codec.h"
 
 namespace vdiag {
@@ -23,6 +24,8 @@ struct Phone {
     pid_t chip = -1;            // the simulated satellite chip
     bool started = false;       // ever
     bool end_expected = false;  // the plan has looked at the daemon's end
+    bool left_out = false;      // this host cannot show what the rest of the case is about
+    UniqueFd locked;            // a file whose lock is held
     int end_status = 0;         // as waitpid gives it
     std::vector<std::string> environment;          // for the daemon: NAME=VALUE
     std::vector<std::pair<int, uint64_t>> limits;  // for the daemon: resource and value

@@ -128,6 +128,34 @@ bool run_chmod(Phone* phone, const Words& words, Answer*, std::string* error) {
     return (*end == '\0' && chmod(path.c_str(), static_cast<mode_t>(mode)) == 0) || failed(path, error);
 }
 
+// Whoever may not give files away cannot see whether the daemon does: the rest of the case is left out then.
+bool run_chown(Phone* phone, const Words& words, Answer*, std::string* error) {
+    const auto user = number_parse(words[2]);
+    const auto group = number_parse(words[3]);
+    const std::string path = host_path(*phone, words[1]);
+    if (!user || !group) {
+        return refuse("chown takes two numbers", error);
+    }
+    const int result = chown(path.c_str(), static_cast<uid_t>(*user), static_cast<gid_t>(*group));
+    phone->left_out = result != 0 && errno == EPERM;
+    return result == 0 || phone->left_out || failed(path, error);
+}
+
+// The lock that another program would hold on a partition; it goes with the descriptor.
+bool run_lock(Phone* phone, const Words& words, Answer*, std::string* error) {
+    const std::string path = host_path(*phone, words[1]);
+    phone->locked = UniqueFd(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return fcntl(phone->locked.get(), F_OFD_SETLK, &whole) == 0 || failed(path, error);
+}
+
+bool run_unlock(Phone* phone, const Words&, Answer*, std::string*) {
+    (void)phone->locked.close();
+    return true;
+}
+
 // A vendor program that says that it ran: name, arguments and what is asked of its environment go to .sim/programs.
 bool run_program(Phone* phone, const Words& words, Answer*, std::string* error) {
     const std::string path = host_path(*phone, words[1]);
@@ -317,6 +345,7 @@ bool run_file(Phone* phone, const Words& words, Answer* answer, std::string* err
     add_text("kind", kind_of(st), answer);
     add_text("mode", octal(st.st_mode), answer);
     add_text("target", link_target(path), answer);
+    add_text("owner", std::to_string(st.st_uid) + ":" + std::to_string(st.st_gid), answer);
     if (S_ISFIFO(st.st_mode) || S_ISDIR(st.st_mode)) {
         return true;
     }
@@ -437,6 +466,9 @@ constexpr PhoneLine kLines[] = {
     {"fifo",     1, 1,   "PATH",                   "a FIFO", false, run_fifo},
     {"gone",     1, 99,  "PATH...",                "not there, with all that was below", false, run_gone},
     {"chmod",    2, 2,   "PATH MODE",              "the mode of a file, in octal", false, run_chmod},
+    {"chown",    3, 3,   "PATH UID GID",           "the owner of a file; without the right to: the case ends here", true, run_chown},
+    {"lock",     1, 1,   "PATH",                   "hold the lock of a file, as another program", false, run_lock},
+    {"unlock",   0, 0,   "",                       "let it go", false, run_unlock},
     {"program",  1, 2,   "PATH [SCRIPT]",          "a vendor program that notes its calls and runs a line of shell", false, run_program},
     {"press",    2, 99,  "PATH CODE...",           "key presses on an input device", false, run_press},
     {"chip",     0, 99,  "[OPTION...]",            "the simulated satellite chip on the serial line", true, run_chip},
@@ -446,7 +478,7 @@ constexpr PhoneLine kLines[] = {
     {"stop",     0, 0,   "",                       "kill the daemon", true, run_stop},
     {"ended",    0, 0,   "",                       "wait until the daemon has ended: exit, signal", true, run_ended},
     {"mark",     0, 0,   "",                       "log, calls, programs and changes count from here", false, run_mark},
-    {"file",     1, 3,   "PATH [OFFSET [LENGTH]]", "kind, mode, target, size, text, line, bytes", false, run_file},
+    {"file",     1, 3,   "PATH [OFFSET [LENGTH]]", "kind, mode, owner, target, size, text, line, bytes", false, run_file},
     {"log",      0, 0,   "",                       "the daemon's log: line, count, text", true, run_log},
     {"calls",    0, 0,   "",                       "what the platform was asked for, in order: line, count, text", false, run_calls},
     {"programs", 0, 0,   "",                       "vendor programs that ran: line, count, text", false, run_programs},

@@ -382,7 +382,7 @@ bool run_case(Runner* runner, const PlanCase& one, const Manner& manner, PlanRes
             (void)fail(&outcome, std::exchange(reason, ""));
         }
         failed = failed || outcome.outcome == Outcome::kFailed;
-        ended = ended || runner->exit_status != kExitDone || (failed && manner.options->stop);
+        ended = ended || runner->phone.left_out || runner->exit_status != kExitDone || (failed && manner.options->stop);
         if (told_whole) {
             const std::string told =
                 manner.style.json ? step_json(*result, outcome, manner.style) : step_line(outcome, manner.style);
