@@ -3,9 +3,11 @@
 
 #include "platform/include/diag.h"
 
-DiagHandler sw_version_handler;      // command 56: internal version
-DiagHandler sw_out_version_handler;  // command 60: display version
-DiagHandler sw_version_ex_handler;   // command 57: both
+// Top-level commands; the request holds nothing. A version fills at most 30 bytes, and has no terminator then; a date
+// is "YYYYMMDD", a time "HHMMSS", both zeros when ro.build.date is in another form.
+DiagHandler sw_version_handler;      // 56: 52 bytes; internal version at 1, date at 31, time at 43
+DiagHandler sw_out_version_handler;  // 60: 52 bytes; the same with the display version
+DiagHandler sw_version_ex_handler;   // 57: 294 bytes; display version at 1, internal at 31, date at 271, time at 284
 
 extern const DiagDispatchTable sw_version_table;
 

@@ -3,9 +3,11 @@
 
 #include "platform/include/diag.h"
 
-DiagHandler factory_diag_log_start;
-DiagHandler factory_diag_log_stop;
-DiagHandler factory_diag_log_clear;
+// Subsystem 253. Responses have a u32 status at 4: 0 done, 1 a request that is too short, 3 a collector that the shell
+// did not start or stop.
+DiagHandler factory_diag_log_start;  // 7: captures to /cache/logs/factorylog; 0 as well while a capture runs
+DiagHandler factory_diag_log_stop;   // 8: 0 as well when none runs
+DiagHandler factory_diag_log_clear;  // 9: empties that directory; reports only that it ran
 
 // At start-up: sets the collector's file size and forgets the log directory.
 void mdlog_init();

@@ -1,10 +1,11 @@
 // Network-access authentication: the factory tool proves that it holds the private half of the built-in key.
 #pragma once
 
-#include "ftm/ftm_command.h"
+#include "ftm/ftm_message.h"
 
-// Argument byte 0 is the mode: 1 version query, 2 challenge (message: base64 of the enciphered challenge), 3 verify
-// (the SHA-256 of the challenge as 64 hexadecimal digits follows).
+// "ElecAccessNetAuthen". Argument: byte, the mode. 1, version query; message: 4. 2, challenge; message: text, base64 of
+// the enciphered challenge. 3, verification, and the SHA-256 of the challenge as 64 hexadecimal digits. 1: a failed
+// step, another answer or another mode; byte 0 of the message is 0 then. Needs: the product's public key.
 FtmCommandHandler ftm_diag_req_cmd_elec_access_network_authen;
 
 // True once a verification has succeeded in this process: the digital label may be written.
