@@ -3,10 +3,15 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 
 #include "daemon/startup.h"
+#include "version/version.h"
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc == 2 && strcmp(argv[1], "--version") == 0) {
+        return printf("vendordiag %s\n", version_text()) < 0 ? 1 : 0;
+    }
     (void)setvbuf(stdout, nullptr, _IOLBF, 0);  // whoever keeps these lines sees each as it is written
     if (vendor_diag_start() != 0) {
         return -1;

@@ -10,7 +10,7 @@ build=${2:-$here/../build/release}
 phone=$(mktemp -d "${TMPDIR:-/tmp}/vendordiag-crash-XXXXXX")
 trap 'rm -rf "$phone"' EXIT
 
-"$here/make-phone.sh" "$phone/phone"
+"$here/../tools/phone/make-phone.sh" "$phone/phone"
 program=$build/vendordiag
 if [ -n "${VENDORDIAG_EMULATOR:-}" ]; then  # for another machine
     program=$phone/vendordiag

@@ -11,7 +11,7 @@ bin=$PWD/build/release
 work=$(mktemp -d)
 daemon=
 trap 'kill "$daemon" 2>/dev/null || true; rm -rf "$work"' EXIT
-scripts/make-phone.sh "$work/phone"
+tools/phone/make-phone.sh "$work/phone"
 export VENDORDIAG_ROOT=$work/phone VENDORDIAG_TIME_SCALE=0
 connect=unix:$work/phone/.sim/diag
 

@@ -11,5 +11,5 @@ cmake --preset release -DVENDORDIAG_BENCH=ON >/dev/null
 cmake --build --preset release --parallel "$(nproc)" --target soak vendordiag >/dev/null
 phone=$(mktemp -d "${TMPDIR:-/tmp}/vendordiag-soak-XXXXXX")
 trap 'rm -rf "$phone"' EXIT
-scripts/make-phone.sh "$phone/phone"
+tools/phone/make-phone.sh "$phone/phone"
 build/release/soak build/release/vendordiag "$phone/phone" "$@"

@@ -36,8 +36,8 @@ finish() {
     rm -rf "${root%/phone}"
 }
 trap finish EXIT
-scripts/make-phone.sh "$root"
-scripts/boot-phone.sh "$root" >/dev/null
+tools/phone/make-phone.sh "$root"
+tools/phone/boot-phone.sh "$root" >/dev/null
 VENDORDIAG_ROOT=$root setsid qemu-aarch64 "$build/vendordiag" >"$build.daemon.log" 2>&1 </dev/null &
 daemon=$!
 for _ in $(seq 300); do

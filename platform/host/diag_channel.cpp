@@ -388,6 +388,12 @@ bool open_addresses(Service* state) {
     for (const std::string& address : open) {
         ALOGI("listening on %s", address.c_str());
     }
+    for (const DiagListener& listener : state->listeners) {
+        if (diag_listener_is_public(listener)) {
+            ALOGE("%s: whoever reaches this address can read and change the phone",
+                  address_text(listener.address).c_str());
+        }
+    }
     if (open.empty()) {
         ALOGE("no address of VENDORDIAG_LISTEN can be served");
     }

@@ -129,6 +129,20 @@ bool diag_listen_tcp(const Address& address, DiagListener* listener, std::string
     return false;
 }
 
+bool diag_listener_is_public(const DiagListener& listener) {
+    sockaddr_storage name{};
+    socklen_t size = sizeof(name);
+    if (listener.address.kind != AddressKind::kTcp ||
+        getsockname(listener.fd.get(), static_cast<sockaddr*>(static_cast<void*>(&name)), &size) != 0) {
+        return false;
+    }
+    if (name.ss_family == AF_INET6) {
+        return IN6_IS_ADDR_LOOPBACK(&static_cast<const sockaddr_in6*>(static_cast<const void*>(&name))->sin6_addr) == 0;
+    }
+    const auto& inet = *static_cast<const sockaddr_in*>(static_cast<const void*>(&name));
+    return ntohl(inet.sin_addr.s_addr) >> 24 != IN_LOOPBACKNET;
+}
+
 void diag_listener_close(DiagListener* listener) {
     // A child that is just being started may hold a copy of the descriptor for a moment: it must not accept anybody.
     (void)shutdown(listener->fd.get(), SHUT_RDWR);

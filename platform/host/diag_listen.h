@@ -21,6 +21,8 @@ struct DiagListener {
 // A Unix socket of mode 0600. A file left behind by a dead daemon is replaced; a live one is left alone.
 bool diag_listen_unix(const Address& address, DiagListener* listener, std::string* error);
 bool diag_listen_tcp(const Address& address, DiagListener* listener, std::string* error);
+// Whether clients of other machines may reach it: a TCP address that is not on loopback.
+bool diag_listener_is_public(const DiagListener& listener);
 // Closes, and removes the socket file if it is still this listener's.
 void diag_listener_close(DiagListener* listener);
 

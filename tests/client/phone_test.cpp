@@ -26,7 +26,7 @@ class WholePhoneTest : public testing::Test {
         directory_ = (fs::temp_directory_path() / "vdiag-phone-XXXXXX").string();
         ASSERT_NE(mkdtemp(directory_.data()), nullptr);
         root_ = directory_ + "/phone";
-        ASSERT_EQ(system((VENDORDIAG_SOURCE_DIR "/scripts/make-phone.sh " + root_).c_str()), 0);
+        ASSERT_EQ(system((VENDORDIAG_SOURCE_DIR "/tools/phone/make-phone.sh " + root_).c_str()), 0);
     }
     void TearDown() override {
         for (const pid_t child : children_) {

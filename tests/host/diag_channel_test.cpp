@@ -383,13 +383,15 @@ TEST_F(DiagChannelTest, WhatIsServedAlreadyOrIsNoSocketIsLeftAlone) {
 
 TEST_F(DiagChannelTest, EveryAddressInUseIsLoggedWithThePortThatWasPicked) {
     const std::string deep = "unix:" + settings().root + "/" + std::string(120, 'd') + "/diag";
-    listen_on({"tcp:127.0.0.1:0", "tcp:[::1]:0", deep});
+    listen_on({"tcp:127.0.0.1:0", "tcp:[::1]:0", deep, "tcp:0.0.0.0:0", "tcp:[::]:0"});
     serve();
     const std::vector<std::string> addresses = host_diag_addresses();
-    ASSERT_EQ(addresses.size(), 3U);
+    ASSERT_EQ(addresses.size(), 5U);
     EXPECT_EQ(addresses[2], deep);
     for (const std::string& address : addresses) {
         EXPECT_TRUE(log_contains("listening on " + address));
+        const bool open = address.starts_with("tcp:0.0.0.0:") || address.starts_with("tcp:[::]:");
+        EXPECT_EQ(log_contains(address + ": whoever reaches this address"), open) << address;
         EXPECT_EQ(connect_to(address).exchange(kEcho), to_hex(kEchoAnswer)) << address;
     }
 }

@@ -57,7 +57,7 @@ const std::map<std::string, Bytes> kArguments = {
 class FaultTest : public PhoneTest {
    protected:
     FaultTest() {
-        EXPECT_EQ(0, system((VENDORDIAG_SOURCE_DIR "/scripts/make-phone.sh " + host("")).c_str()));
+        EXPECT_EQ(0, system((VENDORDIAG_SOURCE_DIR "/tools/phone/make-phone.sh " + host("")).c_str()));
         write_file("/sys/class/power_supply/usb/online", "0\n");  // nobody waits for the cable
         make_tool("/system/bin/diag_mdlog");
         set_state("modem/qmi", "0");

@@ -10,6 +10,7 @@
 #include "tools/vdiag/run/perform.h"
 #include "tools/vdiag/run/probe.h"
 #include "tools/vdiag/run/report.h"
+#include "version/version.h"
 
 namespace vdiag {
 namespace {
@@ -100,6 +101,9 @@ int run_prompt(Session* session, const Invocation& options);
 
 int dispatch(Session* session, const Invocation& invocation) {
     const std::string verb = invocation.words.empty() ? "" : invocation.words[0];
+    if (invocation.version) {
+        return print(std::string("vdiag ") + version_text() + "\n");
+    }
     if (invocation.help || verb == "help") {
         const std::ptrdiff_t from = verb == "help" ? 1 : 0;
         return run_help({invocation.words.begin() + from, invocation.words.end()});

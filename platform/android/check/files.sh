@@ -47,15 +47,23 @@ grep -q '^service vendordiag /vendor/bin/vendordiag$' platform/android/vendordia
 granted=$(sed -n 's/^allow vendordiag self:capability { \(.*\) };/\1/p' platform/android/vendordiag.te | tr a-z A-Z)
 grep -q "^    capabilities $granted\$" platform/android/vendordiag.rc || fail "capabilities: policy $granted, service others"
 
-for room in $(sed -n 's/^foreach(room \(.*\))$/\1/p' CMakeLists.txt) platform/android platform/posix; do
+for room in $(sed -n 's/^foreach(room \(.*\))$/\1/p' CMakeLists.txt) platform/android platform/posix version; do
     grep -q "\"$room/\*.cpp\"," Android.bp || fail "Android.bp does not compile $room"
 done
 
 # The product's key goes in as it is; the development key does so with a warning; what is no key stops the build.
-key() { platform/android/auth_key.sh keys/auth_dev_public.pem ftm/ftm_auth_key.cpp.in "$1" 2>"$tmp/said"; }
+key() { keys/auth_key.sh keys/auth_dev_public.pem ftm/ftm_auth_key.cpp.in "$1" 2>"$tmp/said"; }
 sed '2s/.$/+/' keys/auth_dev_public.pem >"$tmp/product.pem"
 key "$tmp/product.pem" | grep -qF "$(sed -n 2p "$tmp/product.pem")" && [ ! -s "$tmp/said" ] || fail "the product's key"
 key keys/auth_dev_public.pem >"$tmp/source" && grep -q WARNING "$tmp/said" || fail "the development key goes in unnoticed"
+! key /dev/stdin <<'PEM' && grep -q 'no RSA key of 2048 bits' "$tmp/said" || fail "an RSA key of 1024 bits goes in"
+-----BEGIN PUBLIC KEY-----
+MIGfMA0GCSqGSIb3DQEBAQUAA4GNADCBiQKBgQCu7iN6Cuh5JtuGb6hX8mBVkK8W
+E3rfxFAJJpL838vztWkmxhODSr3VzTcPnbNBFqAvPwYzebNa/QxheEQQUUBMNSTN
+pU1W0uncSRXabqQ1N6YeT8G2/T01NYy6BpacAdishBfdPyczmojGzKAiFcDYfcoz
+YpjtLwLe7LJAoOj5GQIDAQAB
+-----END PUBLIC KEY-----
+PEM
 ! key README.md >"$tmp/source" || fail "README.md goes in as a key"
 
 [ $failed -eq 0 ] && echo "files: build file, policy and contexts are well formed"

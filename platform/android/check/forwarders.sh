@@ -20,7 +20,7 @@ fail() {
     exit 1
 }
 
-scripts/make-phone.sh "$phone"
+tools/phone/make-phone.sh "$phone"
 # Another number than the user's, so that an owner is no group; and a program that tells which descriptors it was given.
 sed -i 's/^bluetooth:.*/bluetooth:x:3003:/' "$phone/etc/group"
 printf '%s\n' '#!/bin/sh' 'for fd in 3 4 5 6 7 8 9; do { true <&$fd; } 2>/dev/null && given="$given $fd"; done' 'echo "given:$given."' \

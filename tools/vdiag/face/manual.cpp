@@ -303,7 +303,7 @@ std::string manual_page() {
            ".SH ENVIRONMENT\n"
            ".TP\n.B VENDORDIAG_LISTEN\nthe default address (its first one, when there are several)\n"
            ".TP\n.B VENDORDIAG_ROOT\nelse: the simulated phone in this folder; else: the folder device beside the "
-           "program\n"
+           "program; else: the phone of vdiag\\-phone\n"
            ".TP\n.B NO_COLOR\nno colours\n"
            ".SH FILES\n.TP\n.I ~/.vdiag_history\nlines given to the prompt\n";
 }

@@ -16,7 +16,7 @@
 namespace vdiag {
 namespace {
 
-constexpr const char* kLibrary = "libedit.so.2";
+constexpr const char* kLibrary = VDIAG_LIBEDIT;
 constexpr const char* kPrompt = "vdiag> ";
 constexpr int kHistoryLines = 1000;
 

@@ -11,7 +11,7 @@
 namespace vdiag {
 namespace {
 
-constexpr const char* kLibrary = "libcrypto.so.3";
+constexpr const char* kLibrary = VDIAG_LIBCRYPTO;
 
 // A function of libcrypto; null when library or function are missing.
 template <typename Function>

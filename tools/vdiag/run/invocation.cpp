@@ -19,6 +19,7 @@ constexpr OptionRow kOptions[] = {
     {"-p,--pcap",     "FILE",    nullptr,  "record every packet for Wireshark; - is standard output", &Invocation::pcap, nullptr},
     {"-q,--quiet",    nullptr,   nullptr,  "no warnings about packets that were dropped", nullptr, &Invocation::quiet},
     {"-h,--help",     nullptr,   nullptr,  "help, also for one command", nullptr, &Invocation::help},
+    {"--version",     nullptr,   nullptr,  "version and commit", nullptr, &Invocation::version},
     {"-f,--file",     "FILE",    "raw",    "read the hexadecimal request from FILE; - is standard input", &Invocation::file, nullptr},
     {"-m,--map",      "MAP",     "ftm",    "send the name as it is to this map: main, ext or battery", &Invocation::map, nullptr},
     {"-o,--output",   "FILE",    "csr",    "write the request to FILE; - is standard output", &Invocation::output, nullptr},

@@ -18,6 +18,7 @@ struct Invocation {
     bool hex = false;
     bool quiet = false;
     bool help = false;
+    bool version = false;
 
     std::string file;
     std::string map;

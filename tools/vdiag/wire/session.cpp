@@ -25,6 +25,17 @@ std::string directory_of_program() {
     return text.substr(0, text.rfind('/'));
 }
 
+std::string variable(const char* name) {
+    const char* value = getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// Where vdiag-phone lays out a phone when it is told nothing else.
+std::string usual_phone() {
+    const std::string state = variable("XDG_STATE_HOME");
+    return (state.empty() ? variable("HOME") + "/.local/state" : state) + "/vdiag-phone";
+}
+
 std::string seconds_text(int milliseconds) {
     std::string text = std::to_string(milliseconds / 1000);
     if (milliseconds % 1000 != 0) {
@@ -161,13 +172,13 @@ LinkResult attempt(Session* session, const Bytes& request, const Command* comman
 }  // namespace
 
 std::string default_address() {
-    const char* listen = getenv("VENDORDIAG_LISTEN");
-    if (listen != nullptr && *listen != '\0') {
-        const std::string list = listen;
-        return list.substr(0, list.find(','));
+    const std::string listen = variable("VENDORDIAG_LISTEN");
+    if (!listen.empty()) {
+        return listen.substr(0, listen.find(','));
     }
-    const char* root = getenv("VENDORDIAG_ROOT");
-    const std::string phone = root != nullptr && *root != '\0' ? root : directory_of_program() + "/device";
+    const std::string root = variable("VENDORDIAG_ROOT");
+    const std::string beside = directory_of_program() + "/device";
+    const std::string phone = !root.empty() ? root : access(beside.c_str(), F_OK) == 0 ? beside : usual_phone();
     return "unix:" + phone + "/.sim/diag";
 }
 

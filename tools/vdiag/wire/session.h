@@ -28,7 +28,7 @@ struct Failure {
 };
 
 // The address to use when none is given: VENDORDIAG_LISTEN, else the simulated phone of VENDORDIAG_ROOT, else the one
-// beside the executable.
+// beside the executable, else the one that vdiag-phone starts.
 std::string default_address();
 
 // Opens the connection unless it is open.

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Brings a simulated phone from its last power call to the state in which it boots:
-#     scripts/boot-phone.sh ROOT
+#     boot-phone.sh ROOT
 # Properties that are not persistent are gone, the boot mode follows the restart's reason, and recovery carries out a
 # wipe that the configuration partition asks for. Prints in words how the phone boots.
 set -euo pipefail

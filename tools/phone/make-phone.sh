@@ -1,12 +1,12 @@
 #!/bin/sh
 # Lays out a simulated phone at rest:
-#     scripts/make-phone.sh TARGET
+#     make-phone.sh TARGET
 # A copy of device/ and what a version control system does not keep: empty directories, input devices (FIFOs) and
 # partitions. A phone that is there already is replaced as a whole; a directory that is none is left alone.
 set -eu
 
 [ $# -eq 1 ] && [ -n "$1" ] || { echo "usage: $0 TARGET" >&2; exit 2; }
-source=$(cd "$(dirname "$0")/../device" && pwd)
+source=$(cd "$(dirname "$0")/../../device" && pwd)
 target=${1%/}
 if [ -e "$target" ] && [ ! -d "$target/.sim" ]; then
     echo "$0: $target is no simulated phone; it is left alone" >&2

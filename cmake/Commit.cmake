@@ -1,0 +1,18 @@
+# Run at every build: writes the header HEADER with the commit of the tree SOURCE, when it is a checkout.
+set(commit "")
+find_program(git git)
+if(git)
+  execute_process(COMMAND ${git} -C ${SOURCE} describe --always --dirty --abbrev=12 --exclude *
+    OUTPUT_VARIABLE commit OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+endif()
+set(content "// Written by the build.\n#pragma once\n")
+if(commit)
+  string(APPEND content "#define VENDORDIAG_COMMIT \"${commit}\"\n")
+endif()
+set(before "")
+if(EXISTS ${HEADER})
+  file(READ ${HEADER} before)
+endif()
+if(NOT before STREQUAL content)
+  file(WRITE ${HEADER} "${content}")
+endif()

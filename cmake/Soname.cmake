@@ -1,0 +1,15 @@
+# Sets VARIABLE to the name that the dynamic linker knows lib<NAME> by, as the library at hand says; to USUAL when a
+# build for another machine has no such library at hand.
+function(soname variable name usual)
+  find_library(${variable}_FILE ${name})
+  set(found "")
+  if(${variable}_FILE AND CMAKE_READELF)
+    execute_process(COMMAND ${CMAKE_READELF} -d ${${variable}_FILE} OUTPUT_VARIABLE dynamic ERROR_QUIET)
+    string(REGEX MATCH "soname: \\[([^]]+)\\]" found "${dynamic}")
+    set(found "${CMAKE_MATCH_1}")
+  endif()
+  if(NOT found)
+    set(found ${usual})
+  endif()
+  set(${variable} ${found} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,4 @@
+# VENDORDIAG_VERSION, from the one place where it stands.
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/../version/version.h VENDORDIAG_VERSION REGEX "^#define VENDORDIAG_VERSION ")
+string(REGEX REPLACE ".*\"([0-9.]+)\".*" "\\1" VENDORDIAG_VERSION "${VENDORDIAG_VERSION}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../version/version.h)
