@@ -15,6 +15,7 @@ install(DIRECTORY device DESTINATION ${data} USE_SOURCE_PERMISSIONS COMPONENT to
 install(PROGRAMS tools/phone/make-phone.sh tools/phone/boot-phone.sh tools/phone/press-key.sh
   DESTINATION ${data}/tools/phone COMPONENT tools)
 install(DIRECTORY docs/plans DESTINATION ${data}/docs COMPONENT tools)
+install(DIRECTORY tests/cases DESTINATION ${data}/tests COMPONENT tools)
 install(FILES keys/README.md keys/auth_dev_private.pem keys/auth_dev_public.pem DESTINATION ${data}/keys COMPONENT tools)
 install(FILES README.md docs/simulated-phone.md docs/commands.md TYPE DOC COMPONENT tools)
 

@@ -12,7 +12,7 @@ expect() { # what, expected, found
 }
 boot() { # power call, words, boot mode
     [ -z "$1" ] || echo "$1" >>"$phone/.sim/power"
-    expect "boot after '$1'" "$2" "$("$tools/phone/boot-phone.sh" "$phone")"
+    expect "boot after '$1'" "$2" "$("$tools/boot-phone.sh" "$phone")"
     expect "boot mode after '$1'" "$3" "$(cat "$phone/.sim/properties/ro.bootmode")"
 }
 # A configuration record: slot, name, value.
@@ -25,8 +25,8 @@ record() {
 records() { LC_ALL=C grep -ac "$1" "$phone/dev/block/by-name/orbcfg" || :; }
 
 mkdir "$work/other"
-"$tools/phone/make-phone.sh" "$work/other" 2>/dev/null && { echo "a directory that is no phone was replaced"; failed=1; }
-"$tools/phone/make-phone.sh" "$phone"
+"$tools/make-phone.sh" "$work/other" 2>/dev/null && { echo "a directory that is no phone was replaced"; failed=1; }
+"$tools/make-phone.sh" "$phone"
 expect "input device" fifo "$(stat -c %F "$phone/dev/input/event0")"
 expect "storage controller" platform/soc/1d84000.ufshc "$(readlink "$phone/dev/block/bootdevice")"
 

@@ -36,6 +36,8 @@ status=0
 vdiag-phone --scale 0.1 -- sh -c 'unset VENDORDIAG_ROOT VENDORDIAG_LISTEN
     vdiag run "$1/share/vendordiag/docs/plans/smoke.plan" && exit 23' sh "$work/usr" >"$work/out" 2>&1 || status=$?
 [ "$status" -eq 23 ] || { echo "a plan: status $status"; cat "$work/out"; failed=1; }
+vdiag run --fresh "$work/usr/share/vendordiag/tests/cases/status.case" >"$work/out" 2>&1 ||
+    { echo "cases:"; cat "$work/out"; failed=1; }
 expect "left behind" "" "$(ls "$phone/.sim/diag" 2>/dev/null || :)"
 
 # Keys: whole records of decimal codes, and nothing for a wrong one.

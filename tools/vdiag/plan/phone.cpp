@@ -130,9 +130,12 @@ bool phone_fresh(Phone* phone, std::string* error) {
     *phone = Phone();
     phone->directory = directory;
     phone->root = directory + "/phone";
-    const std::string template_root = beside_program("device");
-    if (!run_program({"cp", "-R", "-P", "-p", template_root, phone->root})) {
-        *error = "cannot copy the phone at rest from " + template_root;
+    const std::string beside = beside_program("device");
+    const bool built = access(beside.c_str(), F_OK) == 0;
+    const std::string installed = beside_program(VDIAG_MAKE_PHONE);
+    if (!run_program(built ? std::vector<std::string>{"cp", "-R", "-P", "-p", beside, phone->root}
+                           : std::vector<std::string>{installed, phone->root})) {
+        *error = "cannot lay out a phone with " + (built ? beside : installed);
         return false;
     }
     std::string ignored;
