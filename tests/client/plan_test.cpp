@@ -70,8 +70,9 @@ TEST(PlanTest, ConditionsCompareNumbersWordsTextsBytesAndPatterns) {
         {number, {"rest", "=", ""}, true},
     };
     for (const auto& entry : kCases) {
+        size_t from = 0;
         std::string reason;
-        EXPECT_EQ(condition_holds(entry.condition, entry.answer, &reason), entry.holds)
+        EXPECT_EQ(condition_holds(entry.condition, entry.answer, &from, &reason), entry.holds)
             << entry.condition.field << entry.condition.comparison << entry.condition.value << ": " << reason;
     }
 }
