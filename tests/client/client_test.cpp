@@ -42,7 +42,7 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
         {"a stranger first", stranger + frame(kUfsAnswer), false, 0, "answers another request: 38 00"},
         {"a damaged frame first", damaged + frame(kUfsAnswer), false, 0, "1 damaged frame (wrong checksum)"},
         {"noise first", bytes("7e7e 00 7e 7d7e") + frame(kUfsAnswer), false, 0, "2 damaged frames"},
-        {"silence", {}, false, 4, "no answer within 0.3 s: the phone is there"},
+        {"silence", {}, false, 4, "no answer within 0.3 s"},
         {"strangers only", stranger, false, 4, "1 packet came that answers another request, the last 38 00"},
         {"a cut frame", Bytes(kUfsAnswer.begin(), kUfsAnswer.begin() + 5), false, 4, "5 bytes of a frame came"},
         {"damage only", damaged, false, 4, "1 damaged frame (wrong checksum) came"},
@@ -165,7 +165,7 @@ TEST(ClientTest, RecordingsHoldBothPacketsAsGsmtapInUdp) {
         EXPECT_EQ(static_cast<uint8_t>(datagram[0]), 0x45);
         EXPECT_EQ(datagram.substr(22, 2), "\x12\x79") << "the port that Wireshark decodes";
         EXPECT_EQ(datagram.substr(28, 4), std::string("\x02\x04\x11\x00", 4));
-        EXPECT_EQ(datagram[32], packets.size() < 2 ? 0x40 : 0);
+        EXPECT_EQ(datagram[32], packets.empty() ? 0x40 : 0);
         uint32_t sum = 0;
         for (size_t i = 0; i < 20; i += 2) {
             sum +=
@@ -175,10 +175,9 @@ TEST(ClientTest, RecordingsHoldBothPacketsAsGsmtapInUdp) {
         packets.push_back(datagram.substr(44));
         at += 16 + length;
     }
-    ASSERT_EQ(packets.size(), 4U) << "the mark and its echo too";
-    EXPECT_EQ(packets[1], std::string("\x4b\x0b\xfe\x7fUFS\0", 8));
-    EXPECT_EQ(packets[2], "\x13" + packets[0]);
-    EXPECT_EQ(packets[3], std::string(kUfsAnswer.begin(), kUfsAnswer.end()));
+    ASSERT_EQ(packets.size(), 2U) << "nothing else is sent over a new socket";
+    EXPECT_EQ(packets[0], std::string("\x4b\x0b\xfe\x7fUFS\0", 8));
+    EXPECT_EQ(packets[1], std::string(kUfsAnswer.begin(), kUfsAnswer.end()));
 }
 
 TEST(ClientTest, JsonIsOneObjectAndHexShowsBothPackets) {

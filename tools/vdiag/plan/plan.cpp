@@ -113,7 +113,8 @@ bool take_phone_line(PlanStep* step, std::string* error) {
 bool take_directive(PlanStep* step, std::string* error) {
     const std::string verb = step->words[0];
     step->phone = find_phone_line(verb);
-    if (step->phone != nullptr) {
+    const bool command = step->phone != nullptr && step->phone->most == 0 && step->words.size() > 1;  // "log start"
+    if (step->phone != nullptr && !command) {
         return take_phone_line(step, error);
     }
     if (verb == "case") {

@@ -84,7 +84,8 @@ bool is_echo(const Bytes& packet, const Bytes& mark) {
 
 // What came while an answer was waited for.
 struct Hearing {
-    bool marked = false;   // the echo: what comes from here on is of this conversation
+    bool begun = false;    // what comes is of this conversation: the echo came, or none is waited for
+    bool marked = false;   // the echo came
     bool matched = false;  // an answer that would do, but ahead of the echo
     unsigned strangers = 0;
     unsigned damaged = 0;
@@ -120,21 +121,50 @@ std::string heard_text(const Session& session, const Hearing& hearing) {
 // Takes one packet. True: it is the answer.
 bool hear(Session* session, const Bytes& mark, const Bytes& request, const Command* command, const Bytes& packet,
           Hearing* hearing) {
-    if (!hearing->marked && is_echo(packet, mark)) {
-        hearing->marked = true;
+    if (!hearing->begun && is_echo(packet, mark)) {
+        hearing->begun = hearing->marked = true;
         return false;
     }
     const bool matched = match_answer(request, command, packet) != Match::kForeign;
-    if (matched && hearing->marked) {
+    if (matched && hearing->begun) {
         return true;
     }
     hearing->matched = hearing->matched || matched;
     ++hearing->strangers;
     hearing->stranger = packet;
-    warn_dropped(session, std::string(hearing->marked ? "a packet that answers another request: "
-                                                      : "a packet from before this request: ") +
+    warn_dropped(session, std::string(hearing->begun ? "a packet that answers another request: "
+                                                     : "a packet from before this request: ") +
                               packet_text(packet));
     return false;
+}
+
+// Whether an answer to an earlier request could be taken for this one's: a serial line may hold what others asked for;
+// a peer behind a socket only what this session did, and of that only the like matters, unless something is overdue.
+bool wants_mark(Session* session, const Bytes& request, const Command* command) {
+    constexpr size_t kHead = 4;
+    const Bytes head =
+        command != nullptr
+            ? answer_head(*command)
+            : Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(std::min(kHead, request.size())));
+    const bool alike = std::any_of(session->asked.begin(), session->asked.end(), [&](const Bytes& earlier) {
+        return std::equal(head.begin(),
+                          head.begin() + static_cast<std::ptrdiff_t>(std::min(head.size(), earlier.size())),
+                          earlier.begin());
+    });
+    if (!alike) {
+        session->asked.push_back(head);
+    }
+    return alike || session->late || !session->link.socket;
+}
+
+LinkResult send_request(Session* session, const Bytes& mark, const Bytes& request, Deadline deadline,
+                        std::string* error) {
+    if (!mark.empty()) {
+        pcap_add(&session->pcap, Direction::kToPhone, mark);
+    }
+    pcap_add(&session->pcap, Direction::kToPhone, request);
+    return mark.empty() ? link_send(&session->link, {&request}, deadline, error)
+                        : link_send(&session->link, {&mark, &request}, deadline, error);
 }
 
 // One attempt. Everything that comes ahead of the mark's echo belongs to earlier requests, whoever sent them: an answer
@@ -143,11 +173,10 @@ LinkResult attempt(Session* session, const Bytes& request, const Command* comman
                    std::string* error) {
     Link* link = &session->link;
     const Deadline deadline = deadline_in(session->timeout_ms);
-    const Bytes mark = new_mark();
+    const Bytes mark = wants_mark(session, request, command) ? new_mark() : Bytes();
     Hearing hearing;
-    pcap_add(&session->pcap, Direction::kToPhone, mark);
-    pcap_add(&session->pcap, Direction::kToPhone, request);
-    LinkResult result = link_send(link, {&mark, &request}, deadline, error);
+    hearing.begun = mark.empty();
+    LinkResult result = send_request(session, mark, request, deadline, error);
     while (result == LinkResult::kDone) {
         const unsigned before = link->damaged;
         result = link_receive(link, deadline, response, error);
@@ -216,6 +245,7 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
         error.clear();
         result = attempt(session, request, command, &response, &error);
         if (result == LinkResult::kTimeout) {
+            session->late = true;
             (void)session->link.fd.close();  // the peer may be another one by now, or have half a request
         }
     }
@@ -224,6 +254,7 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
         return true;
     }
     if (result == LinkResult::kEnded) {
+        session->late = true;
         *failure = {kExitEnded, error};
         return false;
     }

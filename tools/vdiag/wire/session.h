@@ -19,6 +19,8 @@ struct Session {
     unsigned warnings = 0;  // about dropped frames so far
     Link link;
     Pcap pcap;
+    bool late = false;         // an answer was waited for in vain: it may still come, over a new connection too
+    std::vector<Bytes> asked;  // heads of the requests of this conversation
 };
 
 // What went wrong before an answer could be read: an exit status and one line for people.
@@ -34,9 +36,9 @@ std::string default_address();
 // Opens the connection unless it is open.
 bool session_open(Session* session, Failure* failure);
 
-// Sends a request and waits for its answer. Ahead of it goes a request that nobody serves, with a fresh number: what
-// comes before its echo is not of this request and is dropped, like answers to other requests, with a warning. False:
-// `failure`.
+// Sends a request and waits for its answer. Where an answer to an earlier request could be taken for this one's (on a
+// serial line, after a time-out, when the like was asked before), a request that nobody serves goes ahead, with a fresh
+// number: what comes before its echo is dropped, like answers to other requests, with a warning. False: `failure`.
 bool exchange(Session* session, const Bytes& request, const Command* command, Answer* answer, Failure* failure);
 
 }  // namespace vdiag
