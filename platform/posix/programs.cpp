@@ -2,12 +2,14 @@
 #include "platform/posix/programs.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <condition_variable>
 #include <csignal>
 #include <map>
@@ -27,22 +29,69 @@ struct Program {
     std::condition_variable ended;
     bool collected = false;  // its identifier may be another's from now on
     bool late = false;
+    // The watch's own: what the program prints, and where whoever reads it waits.
+    UniqueFd output;
+    UniqueFd reader;
 };
+using Clock = std::chrono::steady_clock;
 using SharedProgram = std::shared_ptr<Program>;
 
 // Programs behind the streams of program_popen.
 std::mutex streams_mutex;
 std::map<FILE*, SharedProgram> streams;
 
+// Passes what the program prints on to its reader, until the output ends or the time has come: whoever else holds the
+// output open does not hold up the reader. What the reader does not want any more is thrown away, so that a program
+// that prints more than anybody wants runs to its end all the same.
+void pass_output_on(Program* program, Clock::time_point end) {
+    char bytes[PIPE_BUF];  // what a pipe that takes output takes whole
+    size_t held = 0;
+    while (Clock::now() < end) {
+        pollfd waiting{held > 0 ? program->reader.get() : program->output.get(), POLLIN, 0};
+        waiting.events = held > 0 ? POLLOUT : POLLIN;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        if (poll(&waiting, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX))) <= 0) {
+            continue;
+        }
+        const ssize_t moved =
+            held > 0 ? write(program->reader.get(), bytes, held) : read(program->output.get(), bytes, sizeof(bytes));
+        if (moved < 0 && errno == EINTR) {
+            continue;
+        }
+        if (held == 0 && moved <= 0) {
+            break;
+        }
+        if (held > 0 && moved < 0) {
+            (void)program->reader.close();
+        }
+        held = held == 0 && program->reader.ok() ? static_cast<size_t>(moved) : 0;
+    }
+}
+
 void* watch(void* arg) {
     const std::unique_ptr<SharedProgram> program(static_cast<SharedProgram*>(arg));
     Program& watched = **program;
+    sigset_t hang_up;
+    sigemptyset(&hang_up);
+    sigaddset(&hang_up, SIGPIPE);
+    (void)pthread_sigmask(SIG_BLOCK, &hang_up, nullptr);  // a reader that has left shows in the write
     std::unique_lock lock(watched.mutex);
-    if (!watched.ended.wait_for(lock, watched.deadline, [&watched] { return watched.collected; })) {
+    const auto end = Clock::now() + watched.deadline;
+    if (watched.output.ok()) {
+        lock.unlock();
+        pass_output_on(&watched, end);
+        lock.lock();
+    }
+    if (Clock::now() < end) {
+        (void)watched.output.close();
+        (void)watched.reader.close();
+    }
+    if (!watched.ended.wait_until(lock, end, [&watched] { return watched.collected; })) {
         watched.late = true;
         ALOGE("%s: not ended in time, killed\n", watched.name.c_str());
         (void)kill(-watched.pid, SIGKILL);
     }
+    (void)watched.reader.close();
     return nullptr;
 }
 
@@ -122,9 +171,20 @@ pid_t spawn(const ProgramPlan& plan, int end, int child_fd) {
     return error == 0 ? child : -1;
 }
 
-// Starts a program. Null: errno tells.
-SharedProgram start(const ProgramPlan& plan, int end, int child_fd) {
+// Starts a program. Its output reaches `reader`, unless that is null. Null: errno tells.
+SharedProgram start(const ProgramPlan& plan, int end, int child_fd, UniqueFd* reader) {
     auto program = std::make_shared<Program>();
+    UniqueFd output;
+    if (reader != nullptr) {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0) {
+            return nullptr;
+        }
+        program->output = UniqueFd(ends[0]);
+        output = UniqueFd(ends[1]);
+        program->reader = std::move(*reader);
+        end = output.get();
+    }
     program->name = plan.name;
     program->deadline = plan.deadline;
     const std::unique_lock lock(program->mutex);
@@ -168,7 +228,7 @@ std::string program_name(const std::string& command) {
 }
 
 int program_system(const ProgramPlan& plan) {
-    const SharedProgram program = start(plan, -1, -1);
+    const SharedProgram program = start(plan, -1, -1, nullptr);
     return program ? collect(program.get()) : -1;
 }
 
@@ -183,7 +243,7 @@ FILE* program_popen(const ProgramPlan& plan, const char* mode) {
         return nullptr;
     }
     UniqueFd ours(ends[reads ? 0 : 1]);
-    const UniqueFd theirs(ends[reads ? 1 : 0]);
+    UniqueFd theirs(ends[reads ? 1 : 0]);
     UniqueStream stream(fdopen(ours.get(), reads ? "r" : "w"));
     if (stream == nullptr) {
         return nullptr;
@@ -191,7 +251,7 @@ FILE* program_popen(const ProgramPlan& plan, const char* mode) {
     (void)ours.release();
     const std::scoped_lock lock(streams_mutex);
     const auto place = streams.try_emplace(stream.get()).first;  // before the program runs: memory may be short
-    place->second = start(plan, theirs.get(), reads ? STDOUT_FILENO : STDIN_FILENO);
+    place->second = reads ? start(plan, -1, STDOUT_FILENO, &theirs) : start(plan, theirs.get(), STDIN_FILENO, nullptr);
     if (!place->second) {
         const int error = errno;
         streams.erase(place);
@@ -213,10 +273,6 @@ int program_pclose(FILE* stream) {
         }
         program = found->second;
         streams.erase(found);
-    }
-    // A program that prints more than anybody wants runs to its end all the same.
-    const bool reads = (fcntl(fileno(stream), F_GETFL) & O_ACCMODE) == O_RDONLY;
-    for (char unwanted[4096]; reads && fread(unwanted, 1, sizeof(unwanted), stream) > 0;) {
     }
     (void)fclose(stream);  // the program's end is what is reported
     return collect(program.get());

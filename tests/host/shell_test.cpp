@@ -100,9 +100,11 @@ TEST_F(HostShell, NoDescriptorReachesAChildNotEvenInTheBackground) {
 }
 int nothing(posix_spawn_file_actions_t* /*actions*/, short* /*flags*/) { return 0; }
 
-// Whoever holds the pipe's other end must be gone too, or the read would last a minute.
+// Whoever in its group holds the pipe's other end must be gone too; who has left the group lives, and is not waited
+// for.
 TEST_F(HostShell, ALateProgramIsKilledWithItsGroupAndFails) {
-    for (const char* command : {"echo on; sleep 60 & sleep 60", "echo on; sleep 60 &"}) {
+    const std::string leaving = "echo on; setsid sh -c 'echo $$ > " + host("/pid") + "; exec sleep 60' &";
+    for (const std::string& command : {std::string("echo on; sleep 60 & sleep 60"), leaving}) {
         clear_log();
         const ProgramPlan plan{program_name("A=/b /bin/late c=d"), command, {"/none", "/bin/sh"}, {}, 300ms, nothing};
         FILE* const stream = program_popen(plan, "r");
@@ -112,5 +114,6 @@ TEST_F(HostShell, ALateProgramIsKilledWithItsGroupAndFails) {
         EXPECT_EQ(program_pclose(stream), SIGKILL) << command;
         expect_log_only({E("/bin/late: not ended in time, killed")});
     }
+    EXPECT_EQ(kill(std::stoi(read_file_text("/pid")), SIGKILL), 0);
 }
 }  // namespace
