@@ -34,7 +34,7 @@ void bare_read() {
 }
 
 void bare_write() {
-    const int fd = open(partition.c_str(), O_RDWR | O_CLOEXEC);
+    const int fd = open(partition.c_str(), O_RDWR | O_DSYNC | O_CLOEXEC);
     lock(fd, F_WRLCK);
     benchmark::DoNotOptimize(pwrite(fd, image, kImageSize, kImageOffset));
     lock(fd, F_UNLCK);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "platform/include/log.h"
 
@@ -177,6 +178,7 @@ int ftm_diag_delete_file(const char* path) {
         ALOGE("4Exit delete_file:delete fail\n");
         return 1;
     }
+    (void)sync_directory_of(path);  // what is gone stays gone, as far as storage allows
     ALOGE("5Exit delete_file:delete OK\n");
     return 0;
 }
@@ -238,9 +240,13 @@ bool write_in_one(int fd, const void* data, size_t size) {
 
 }  // namespace
 
-bool sync_directory_of(const std::string& path) {
+// What comes before has been done: memory that is short is one more reason why it is not certain.
+bool sync_directory_of(const std::string& path) try {
     const UniqueFd dir(device_open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return dir.ok() && device_fsync(dir.get()) == 0;
+} catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return false;
 }
 
 WriteStep write_sync_close(UniqueFd fd, const void* data, size_t size) {

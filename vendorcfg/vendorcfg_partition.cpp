@@ -116,7 +116,8 @@ CfgTransfer read_image(uint8_t* buffer) {
 }
 
 CfgTransfer write_image(const uint8_t* buffer, bool current) {
-    const LockedDevice device("save", O_RDWR, F_WRLCK);
+    // The write itself waits for storage: what has been answered outlives a power cut.
+    const LockedDevice device("save", O_RDWR | O_DSYNC, F_WRLCK);
     if (!device.ok()) {
         return CfgTransfer::kRefused;
     }

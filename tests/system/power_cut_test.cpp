@@ -1,0 +1,150 @@
+// Every command that stores something, with the power cut at every moment and every state of the disk that the cut may
+// leave: until the answer each store holds the old content or the new one, whole; from the answer on the new one.
+#include <filesystem>
+
+#include "tests/support/disk.h"
+#include "tests/support/phone.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uint16_t kMain = 32766;
+constexpr uint16_t kExtended = 32767;
+
+Bytes counted(const std::string& text) { return Bytes{static_cast<uint8_t>(text.size())} + text_bytes(text); }
+Bytes ftm_packet(uint16_t command, const char* name, const Bytes& arguments = {}) {
+    return Bytes{75, 11, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)} + text_bytes(name) +
+           Bytes{0} + arguments;
+}
+Bytes record(const char* name, const std::string& value) { return text_bytes(name) + Bytes{0} + counted(value); }
+Bytes info_packet(uint8_t command, const Bytes& groups, uint8_t count) {
+    return Bytes{75, 253, command, 0, static_cast<uint8_t>(10 + groups.size()), 0, 0, 0, count, 0} + groups;
+}
+Bytes with_text(const char* name, const std::string& text) { return ftm_packet(kExtended, name, text_bytes(text)); }
+
+// One command that stores a text of six or more characters, or, without looking at it, removes what is stored.
+struct Store {
+    const char* name;
+    Bytes (*write)(const std::string& text);
+    bool removes = false;
+};
+const Store kStores[] = {
+    {"information store", [](const std::string& text) { return info_packet(4, counted("color") + counted(text), 1); }},
+    {"information store erased", [](const std::string&) { return info_packet(4, {}, 0); }, true},
+    {"configuration record",
+     [](const std::string& text) { return ftm_packet(kExtended, "WriteVC", record("cut", text)); }},
+    {"configuration record of the other area",
+     [](const std::string& text) { return ftm_packet(kExtended, "WriteVC", record("auth_type", text)); }},
+    {"Wi-Fi address", [](const std::string& text) { return with_text("WriteWifimac", text); }},
+    {"Bluetooth address", [](const std::string& text) { return with_text("WriteBTmac", text); }},
+    {"OMA-DM record", [](const std::string& text) { return with_text("WriteOMADM", text); }},
+    {"country code", [](const std::string& text) { return with_text("WriteCountryCode", text); }},
+    {"LCD current", [](const std::string& text) { return with_text("WriteLcdCurrent", text); }},
+    {"fan light", [](const std::string& text) { return ftm_packet(kMain, "openfanlight", text_bytes(text)); }},
+    {"board number", [](const std::string& text) { return ftm_packet(kMain, "StoreBoardNum", text_bytes(text)); }},
+    {"Widevine keybox",
+     [](const std::string& text) { return ftm_packet(kMain, "InstallWidevineKey", Bytes{1} + text_bytes(text)); }},
+    {"signing request", [](const std::string&) { return with_text("GenCSR", ""); }},
+    {"signing request cleared", [](const std::string&) { return with_text("ClearCSRData", ""); }, true},
+};
+
+class PowerCut : public PhoneTest {
+   protected:
+    PowerCut() {
+        for (const char* dir : {"/persist/omadm", "/persist/keybox", "/mnt/vendor/persist/keybox", "/cache"}) {
+            make_dir(dir);
+        }
+        make_cfg_partition();
+        write_file("/etc/passwd", "bluetooth:x:1002:1002::/:\n");
+        write_file("/etc/group", "bluetooth:x:1002:\n");
+        make_tool("/vendor/bin/rkp_factory_extraction_tool", "cat \"$VENDORDIAG_ROOT/.sim/csr\"");
+        make_tool("/vendor/bin/StoreKeybox", "echo succeeds!");
+        root_ = fs::canonical(host("")).string();
+    }
+
+    Bytes write(const Store& store, const std::string& text) {
+        set_state("csr", text);
+        return exchange(store.write(text));
+    }
+
+    // What every reader finds, one line each.
+    std::vector<std::string> contents() {
+        std::vector<std::string> all;
+        all.push_back(to_hex(exchange(info_packet(3, counted("color") + counted("operator"), 2))));
+        for (const char* name : {"cut", "auth_type", "fanlight", "serialno"}) {
+            all.push_back(to_hex(ftm("ReadVC", record(name, "")).first(64)));
+        }
+        for (const char* name :
+             {"ReadWifimac", "ReadBTmac", "ReadOMADM", "ReadCountryCode", "ReadLcdCurrent", "GetCSR"}) {
+            all.push_back(to_hex(ftm(name).first(64)));
+        }
+        for (const char* path : {"/cache/board_number", "/persist/fan_light", "/persist/keybox/widevine_keybox.bin"}) {
+            all.push_back(exists(path) ? read_file_text(path) : "none");
+        }
+        return all;
+    }
+
+    void put_on_disk(const DiskImage& image) {
+        for (const auto& [name, content] : files_below(root_)) {
+            if (!image.contains(name)) {
+                fs::remove(name);
+            }
+        }
+        for (const auto& [name, content] : image) {
+            write_file(name.substr(root_.size()), content);
+        }
+    }
+
+    // One command, cut everywhere. `before` is what is stored before it.
+    void cut_everywhere(const std::function<Bytes()>& command) {
+        const std::vector<std::string> before = contents();
+        const DiskRecord disk(root_);
+        const Bytes answer = command();
+        ASSERT_GE(answer.size(), 5U);
+        ASSERT_EQ(answer[4], 0) << to_hex(answer);
+        const size_t steps = disk.steps();
+        ASSERT_GT(steps, 0U);
+        const std::vector<std::string> after = contents();
+        ASSERT_NE(before, after);
+        for (size_t i = 0; i <= steps && !HasFailure(); ++i) {
+            for (const DiskImage& image : disk.states(i)) {
+                put_on_disk(image);
+                const std::vector<std::string> found = contents();
+                for (size_t k = 0; k < found.size(); ++k) {
+                    EXPECT_TRUE(found[k] == after[k] || (i < steps && found[k] == before[k]))
+                        << "cut behind step " << i << " of " << steps << "\n  found  " << found[k] << "\n  before "
+                        << before[k] << "\n  after  " << after[k];
+                }
+            }
+        }
+    }
+    std::string root_;
+};
+
+TEST_F(PowerCut, LeavesTheOldOrTheNewContentWhole) {
+    for (const Store& store : kStores) {
+        SCOPED_TRACE(store.name);
+        cut_everywhere([&] { return write(store, "444444"); });
+        if (!store.removes) {
+            cut_everywhere([&] { return write(store, "2222222"); });
+        }
+    }
+}
+
+// The transfer itself goes into the file in place: only its end promises anything.
+TEST_F(PowerCut, LeavesAKeyboxWholeThatWasTransferred) {
+    const std::string file = root_ + "/mnt/vendor/persist/keybox/keybox.xml";
+    const DiskRecord disk(root_);
+    const Bytes handle = exchange(hex("4b fd 18 00 01 00 00 00"));
+    ASSERT_EQ(handle.size(), 12U);
+    const Bytes fd(handle.begin() + 4, handle.begin() + 8);
+    EXPECT_EQ(exchange(hex("4b fd 1a 00") + fd + hex("00 00 00 00") + text_bytes("<key")).at(16), 0);
+    EXPECT_EQ(exchange(hex("4b fd 1a 00") + fd + hex("04 00 00 00") + text_bytes("box/>")).at(16), 0);
+    EXPECT_EQ(exchange(hex("4b fd 19 00") + fd).at(4), 0);
+    for (const DiskImage& image : disk.states(disk.steps())) {
+        EXPECT_EQ(image.contains(file) ? image.at(file) : "none", "<keybox/>");
+    }
+}
+
+}  // namespace
