@@ -155,8 +155,8 @@ void* broadcast_reset(const char* name, const char* command, uint8_t sub_command
     ALOGD("%s...", name);
     uint8_t* const rsp = toplevel_response(kBebiodCommand, kResetResponse, kNoRoom);
     if (rsp != nullptr) {
-        (void)device_system(command);  // the system's own affair from here on
         put_u16(rsp + 1, sub_command);
+        (void)device_system(command);  // the system's own affair from here on
     }
     return rsp;
 }
@@ -229,6 +229,7 @@ void* bebiod_diag_get_rtn_menu() {
     if (rsp == nullptr) {
         return nullptr;
     }
+    memset(rsp + 1, 0, kMenuResponse - 1);
     rsp[1] = kSubGetMenu;
     const RtnItem item = read_rtn_item();
     if (item.read) {
@@ -258,9 +259,9 @@ void* bebiod_diag_set_rtn_menu(const void* request, uint16_t length) {
         return nullptr;
     }
     rsp[1] = kSubSetMenu;
+    rsp[2] = kSetFailed;  // until the end says otherwise
     if (length < kShortestSetMenu) {
         ALOGE("Invalid pkt_len: 0x%x\n", length);
-        rsp[2] = kSetFailed;
         return rsp;
     }
     rsp[2] = write_refurbishment(request_view(request, length));
@@ -290,7 +291,7 @@ void* bebiod_diag_handle(const void* request, uint16_t length) {
 
 namespace {
 constexpr DiagDispatchEntry bebiod_entries[] = {
-    {kBebiodCommand, kBebiodCommand, bebiod_diag_handle},
+    {kBebiodCommand, kBebiodCommand, guarded<bebiod_diag_handle>},
 };
 }  // namespace
 

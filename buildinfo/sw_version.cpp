@@ -11,9 +11,9 @@
 namespace {
 
 constexpr DiagDispatchEntry sw_version_entries[] = {
-    {56, 56, sw_version_handler},
-    {60, 60, sw_out_version_handler},
-    {57, 57, sw_version_ex_handler},
+    {56, 56, guarded<sw_version_handler>},
+    {60, 60, guarded<sw_out_version_handler>},
+    {57, 57, guarded<sw_version_ex_handler>},
 };
 
 constexpr const char* kInternalVersion = "ro.build.sw_internal_version";

@@ -81,10 +81,10 @@ void* diag_AP_Get_BatteryState(const void* request, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
-    uint32_t text_length = 0;
-    const UniqueText text(GetConfFileItem(kCapacityNode, &text_length));
     rsp[4] = 0;
     rsp[5] = 0;
+    uint32_t text_length = 0;
+    const UniqueText text(GetConfFileItem(kCapacityNode, &text_length));
     if (text && text_length >= 1) {
         ALOGE("\n value:%s\n", text.get());
         rsp[4] = kCapacityRead;
@@ -105,6 +105,8 @@ void* diag_AP_SDCard_Test(const void* request, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = 1;  // until it is seen
+    put_u32(rsp + 5, 0);
     const bool present = is_sdcard_exist();
     ALOGE("is_sdcard_exist = %d\n", present ? 1 : 0);
     rsp[4] = present ? 0 : 1;
@@ -114,10 +116,10 @@ void* diag_AP_SDCard_Test(const void* request, uint16_t length) {
 
 namespace {
 constexpr DiagDispatchEntry battery_entries[] = {
-    {kBatteryCommand, kBatteryCommand, diag_AP_Get_BatteryState},
+    {kBatteryCommand, kBatteryCommand, guarded<diag_AP_Get_BatteryState>},
 };
 constexpr DiagDispatchEntry sdcard_entries[] = {
-    {kSdcardCommand, kSdcardCommand, diag_AP_SDCard_Test},
+    {kSdcardCommand, kSdcardCommand, guarded<diag_AP_SDCard_Test>},
 };
 }  // namespace
 

@@ -31,8 +31,8 @@ constexpr const char* kPublishedKeys[] = {"sample",           "color",      "ope
                                           "anti_usb_install", "DateofManu", "bis_flag"};
 
 constexpr DiagDispatchEntry info_entries[] = {
-    {kReadCommand, kReadCommand, diag_factory_read_cmd},
-    {kWriteCommand, kWriteCommand, diag_factory_write_cmd},
+    {kReadCommand, kReadCommand, guarded<diag_factory_read_cmd>},
+    {kWriteCommand, kWriteCommand, guarded<diag_factory_write_cmd>},
 };
 
 // The groups of a request, as far as the packet describes them.
@@ -73,22 +73,42 @@ void parse_groups(RequestView request, bool with_values, const char* name, InfoR
     info->complete = groups == info->number_group && offset <= request.size && request.size >= kGroupsOffset;
 }
 
-// False when there is no memory for the groups (logged).
-bool parse_request(RequestView request, bool with_values, const char* name, InfoRequest* info) {
-    info->total_length = request_u32(request, 4);
-    info->number_group = request_u16(request, 8);
-    ALOGD("%s: total_length: %d, number_group :%d", name, static_cast<int>(info->total_length), info->number_group);
+InfoRequest parse_request(RequestView request, bool with_values, const char* name) {
+    InfoRequest info = {};
+    info.total_length = request_u32(request, 4);
+    info.number_group = request_u16(request, 8);
+    ALOGD("%s: total_length: %d, number_group :%d", name, static_cast<int>(info.total_length), info.number_group);
+    parse_groups(request, with_values, name, &info);
+    if (info.total_length != info.computed_length) {
+        ALOGE("%s: warning! total length [%d] != req_len [%d]\n", name, static_cast<int>(info.total_length),
+              static_cast<int>(info.computed_length));
+    }
+    return info;
+}
+
+// The status of `work`, or that of a request that finds no memory: what a command answers has a place for it.
+template <typename Work>
+FactoryInfoStatus unless_out_of_memory(const char* name, Work work) {
     try {
-        parse_groups(request, with_values, name, info);
+        return work();
     } catch (const std::bad_alloc&) {
         ALOGD("%s: mem_alloc_fail\n", name);
-        return false;
+        return kInfoNoMemory;
     }
-    if (info->total_length != info->computed_length) {
-        ALOGE("%s: warning! total length [%d] != req_len [%d]\n", name, static_cast<int>(info->total_length),
-              static_cast<int>(info->computed_length));
+}
+
+FactoryInfoStatus write_groups(RequestView request, const char* name) {
+    const InfoRequest info = parse_request(request, true, name);
+    if (!info.complete) {  // stores nothing, and erases nothing
+        ALOGE("%s: the packet ends before its count\n", name);
+        return kInfoFailed;
     }
-    return true;
+    return store_data_to_file(info.keys, info.number_group == 0);
+}
+
+FactoryInfoStatus read_groups(RequestView request, const char* name, std::vector<FactoryKey>* found) {
+    const InfoRequest info = parse_request(request, false, name);
+    return read_data_from_file(info.keys, info.number_group, found);
 }
 
 // False when the file cannot be read whole.
@@ -124,6 +144,10 @@ FactoryInfoStatus erase_document(const char* path) {
     if (device_remove(path) != 0) {
         ALOGE("factory info xml %s\n", strerror(errno));
         return kInfoFailed;
+    }
+    if (!sync_directory_of(path)) {
+        ALOGE("Do fsync fail\n");
+        return kInfoNotSynced;
     }
     return kInfoOk;
 }
@@ -169,26 +193,20 @@ const DiagDispatchTable diag_factory_info_table = diag_table(kSubsystem, info_en
 
 void* diag_factory_write_cmd(const void* request, uint16_t length) {
     ALOGD("%s: enter", __func__);
-    InfoRequest info = {};
-    FactoryInfoStatus status = kInfoNoMemory;
-    if (parse_request(request_view(request, length), true, __func__, &info)) {
-        if (info.complete) {
-            status = store_data_to_file(info.keys, info.number_group == 0);
-        } else {  // stores nothing, and erases nothing
-            ALOGE("%s: the packet ends before its count\n", __func__);
-            status = kInfoFailed;
-        }
-    }
+    const char* const name = __func__;
+    const FactoryInfoStatus status =
+        unless_out_of_memory(name, [=] { return write_groups(request_view(request, length), name); });
     return info_response(kWriteCommand, 8, status, {__func__, ": diagpkt_subsys_alloc failed"});
 }
 
 void* diag_factory_read_cmd(const void* request, uint16_t length) {
     ALOGD("%s: enter\n", __func__);
-    InfoRequest info = {};
+    const char* const name = __func__;
     std::vector<FactoryKey> found;
-    FactoryInfoStatus status = kInfoNoMemory;
-    if (parse_request(request_view(request, length), false, __func__, &info)) {
-        status = read_data_from_file(info.keys, info.number_group, &found);
+    const FactoryInfoStatus status =
+        unless_out_of_memory(name, [=, &found] { return read_groups(request_view(request, length), name, &found); });
+    if (status == kInfoNoMemory) {
+        found.clear();
     }
     const size_t data_length = records_size(found);
     ALOGD("%s: data len : %d\n", __func__, static_cast<int>(data_length));

@@ -15,6 +15,7 @@ FactoryReply factory_begin(const FactoryCommand& command, const void* request, u
     if (rsp == nullptr) {
         return {nullptr, false};
     }
+    put_u32(rsp + command.status_offset, kFactoryError);  // until the work has ended
     memset(rsp + kFactoryPayloadOffset, 0, command.cleared);
     if (length < command.shortest) {
         ALOGE("Invalid pkt_len: 0x%x\n", length);

@@ -11,7 +11,7 @@ constexpr uint8_t kControlCommand = 41;
 constexpr uint8_t kControlRestart = 2;
 
 constexpr DiagDispatchEntry control_entries[] = {
-    {kControlCommand, kControlCommand, control_diag_dispatch},
+    {kControlCommand, kControlCommand, guarded<control_diag_dispatch>},
 };
 // The dispatcher's own header, for its recovery from an over-long request.
 constexpr DiagDispatchTable control_recovery = diag_table(kDiagNoSubsystem, control_entries);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 #include "ftm/ftm_command.h"
 #include "ftm/ftm_power.h"
@@ -25,9 +24,9 @@ constexpr size_t kStatusOffset = 4;
 constexpr size_t kMessageOffset = 5;
 
 constexpr DiagDispatchEntry ftm_entries[] = {
-    {kMainCommand, kMainCommand, ftm_diag_dispatch},
-    {kExtCommand, kExtCommand, ftm_diag_ext_dispatch},
-    {kBattCommand, kBattCommand, ftm_diag_batt_dispatch},
+    {kMainCommand, kMainCommand, guarded<ftm_diag_dispatch>},
+    {kExtCommand, kExtCommand, guarded<ftm_diag_ext_dispatch>},
+    {kBattCommand, kBattCommand, guarded<ftm_diag_batt_dispatch>},
 };
 // What each dispatcher registers again after an over-long request.
 constexpr DiagDispatchTable ftm_again_table = diag_table(kFtmSubsystem, ftm_entries);
@@ -54,15 +53,11 @@ struct FtmResultBlock {
     FtmMessage message;
 };
 
-// Runs a row's handler. Memory that is short fails the command, not the service.
-void run_row(FtmCommandHandler* handler, const FtmRequest& request, FtmResultBlock* result) {
-    try {
-        const FtmStatus status = handler(request.args, result->message);
-        result->status = status == kFtmAsFound ? result->status : status;
-    } catch (const std::bad_alloc&) {
-        ALOGE("%s: out of memory\n", request.cmd);
-        result->status = kFtmFailure;
-    }
+// Runs a row's handler. The response says that it failed until it has ended.
+void run_row(FtmCommandHandler* handler, const FtmRequest& request, FtmResultBlock* result, uint8_t* rsp) {
+    rsp[kStatusOffset] = ftm_status_byte(kFtmFailure);
+    const FtmStatus status = handler(request.args, result->message);
+    result->status = status == kFtmAsFound ? result->status : status;
 }
 
 void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
@@ -81,7 +76,7 @@ void ftm_diag_req_process(const void* req, uint16_t req_len, uint8_t* rsp) {
         ALOGD(
             "ftm_diag_req_cmd_map[%d].cmd = %s,ftm_diag_req_pkt.cmd = %s,strlen(ftm_diag_req_cmd_map[%d].cmd) = %zu\n",
             static_cast<int>(i), row.cmd, request.cmd, static_cast<int>(i), strlen(row.cmd));
-        run_row(row.handler, request, &result);
+        run_row(row.handler, request, &result, rsp);
         handled = true;
     }
     if (!handled) {
@@ -134,7 +129,7 @@ void ftm_diag_req_ext_process(const void* req, uint16_t req_len, uint8_t* rsp) {
         if (strncasecmp(row.cmd, request.cmd, strlen(row.cmd)) != 0) {
             continue;
         }
-        run_row(row.handler, request, &result);
+        run_row(row.handler, request, &result, rsp);
         rsp[kStatusOffset] = ftm_status_byte(result.status);
         copy_message(row.copy, result, rsp);
         is_diag_handled = true;
@@ -159,6 +154,7 @@ void ftm_diag_req_batt_process(const void* req, uint16_t req_len, uint8_t* rsp) 
     ALOGD("%s: e\n", __func__);
     static FtmRequest request;  // as in ftm_diag_req_process
     ftm_request_copy(req, req_len, &request);
+    rsp[kStatusOffset] = ftm_status_byte(kFtmFailure);  // as in run_row
     ALOGD("%s: req pkt: cmd: %s\n", __func__, request.cmd);
     if (strncasecmp(request.cmd, kCommand, sizeof(kCommand) - 1) == 0) {
         ftm_diag_req_cmd_writefactorymode(rsp);

@@ -90,7 +90,7 @@ std::string bootconfig_serial() {
 }
 
 constexpr DiagDispatchEntry usb_serialno_entries[] = {
-    {kCommand, kCommand, get_usb_serialno},
+    {kCommand, kCommand, guarded<get_usb_serialno>},
 };
 
 }  // namespace
@@ -105,6 +105,7 @@ void* get_usb_serialno(const void* /*request*/, uint16_t /*length*/) {
         return nullptr;
     }
     memset(rsp + kDiagHeaderSize, 0, size - kDiagHeaderSize);
+    put_u16(rsp + kStatusOffset, 1);  // until there is one
     if (serial.empty()) {
         ALOGD("%s: enter proc cmdline\n", __func__);
         serial = cmdline_serial(__func__);

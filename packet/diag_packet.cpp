@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "platform/include/log.h"
 
@@ -44,11 +45,15 @@ uint32_t get_u32(const uint8_t* in) { return get_u16(in) | (static_cast<uint32_t
 
 namespace {
 
+// The response that the handler at work has obtained. The library runs one handler at a time.
+uint8_t* obtained = nullptr;
+
 uint8_t* logged_if_null(void* response, NoRoomLine line) {
-    if (response == nullptr && line.who != nullptr) {
+    obtained = static_cast<uint8_t*>(response);
+    if (obtained == nullptr && line.who != nullptr) {
         ALOGE("%s%s", line.who, line.text);
     }
-    return static_cast<uint8_t*>(response);
+    return obtained;
 }
 
 }  // namespace
@@ -70,4 +75,14 @@ bool recovered_from_long_request(const char* name, uint16_t length, const DiagDi
     diagpkt_tbl_reg(&table);
     ALOGE("%s: pkt length (%d) invalid!\n", name, length);
     return true;
+}
+
+void* serve_guarded(DiagHandler* handler, const void* request, uint16_t length) {
+    obtained = nullptr;
+    try {
+        return handler(request, length);
+    } catch (const std::bad_alloc&) {
+        ALOGE("out of memory, the request fails\n");
+        return obtained != nullptr ? obtained : diagpkt_err_rsp(kDiagBadCommand, request, length);
+    }
 }

@@ -40,7 +40,8 @@ struct NoRoomLine {
 constexpr NoRoomLine kNoLine = {nullptr};
 
 // A response of `size` bytes, header included. Its header is filled, the bytes behind are whatever the library left
-// there. Null when the library has none: the handler returns null then.
+// there. Null when the library has none: the handler returns null then. A handler writes its failure status to it first
+// and its result last: see guarded().
 uint8_t* subsystem_response(uint8_t subsystem, uint16_t command, unsigned size, NoRoomLine line);
 uint8_t* toplevel_response(uint8_t command, unsigned size, NoRoomLine line);
 
@@ -48,6 +49,15 @@ uint8_t* toplevel_response(uint8_t command, unsigned size, NoRoomLine line);
 // `table` has been registered again, and the line about the length has been logged under `name`: the dispatcher
 // returns null.
 bool recovered_from_long_request(const char* name, uint16_t length, const DiagDispatchTable& table);
+
+// What a table's row names: `handler`, behind the one place where memory that is short fails a request instead of the
+// service (logged). The answer is then the response that the handler has obtained, as it stands, or, without one, the
+// error response of a command that nobody serves.
+void* serve_guarded(DiagHandler* handler, const void* request, uint16_t length);
+template <DiagHandler* handler>
+void* guarded(const void* request, uint16_t length) {
+    return serve_guarded(handler, request, length);
+}
 
 // A table of top-level commands (kDiagNoSubsystem) or of one subsystem over a static array of entries.
 template <size_t N>

@@ -19,8 +19,8 @@ constexpr uint8_t kKeyNotAsked = 3;
 constexpr uint8_t kAllKeysSeen = 0xBC;
 
 constexpr DiagDispatchEntry key_entries[] = {
-    {kKeyEntryCommand, kKeyEntryCommand, ftm_diag_key_entry_dispatch},
-    {kKeyCheckCommand, kKeyCheckCommand, ftm_diag_key_check_dispatch},
+    {kKeyEntryCommand, kKeyEntryCommand, guarded<ftm_diag_key_entry_dispatch>},
+    {kKeyCheckCommand, kKeyCheckCommand, guarded<ftm_diag_key_check_dispatch>},
 };
 
 // Each dispatcher's own header, for its recovery from an over-long request.
@@ -95,6 +95,7 @@ void* ftm_diag_key_entry_dispatch(const void* request, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = kKeyNoThread;  // until the end says otherwise
     watch_keys();
     const uint8_t start = request_u8(request_view(request, length), kDiagHeaderSize);
     ALOGD("%s:PM_KEY e\n", __func__);
@@ -117,6 +118,7 @@ void* ftm_diag_key_check_dispatch(const void*, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = 1;  // as above
     watch_keys();
     ALOGD("%s:PM_KEY e\n", __func__);
     ALOGD("%s: PM_KEY entry write entry mode!\n", __func__);

@@ -23,8 +23,8 @@ constexpr char kLedProperty[] = "debug.entry.ledtest";
 constexpr char kLedModeNode[] = "/sys/class/leds/aw9523b_led/device/led_ftm_mode";
 
 constexpr DiagDispatchEntry led_entries[] = {
-    {kLedEntryCommand, kLedEntryCommand, ftm_diag_led_entry_dispatch},
-    {kLedExitCommand, kLedExitCommand, ftm_diag_led_exit_dispatch},
+    {kLedEntryCommand, kLedEntryCommand, guarded<ftm_diag_led_entry_dispatch>},
+    {kLedExitCommand, kLedExitCommand, guarded<ftm_diag_led_exit_dispatch>},
 };
 
 // Each dispatcher's own header, for its recovery from an over-long request.
@@ -87,6 +87,7 @@ void* ftm_diag_led_entry_dispatch(const void* request, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = 1;                             // until the end says otherwise
     (void)property_set(kLedProperty, "1");  // only a hint for the LED service
     ALOGD("%s:aw9523b e\n", __func__);
     ALOGD("%s: aw9523b req pkt: args: %s\n", __func__, packet_text(request, length).c_str());
@@ -105,6 +106,7 @@ void* ftm_diag_led_exit_dispatch(const void* request, uint16_t length) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = 1;  // as above
     ALOGD("%s: aw9523b e\n", __func__);
     ALOGD("%s: aw9523b req pkt: cmd: %s\n", __func__, packet_text(request, length).c_str());
     ALOGD("%s: AW9523B entry write exit mode!\n", __func__);

@@ -140,6 +140,7 @@ void* serve(const char* name, const ShellTest& test) {
     if (rsp == nullptr) {
         return nullptr;
     }
+    rsp[4] = 1;  // until the end says otherwise
     ALOGD("%s: will call ftm_diag_req_cmd_%s(), x\n", name, test.step);
     start_and_wait(name, test);
     report(name, test, rsp);
@@ -148,12 +149,12 @@ void* serve(const char* name, const ShellTest& test) {
 }
 
 constexpr DiagDispatchEntry nfc_entries[] = {
-    {8, 8, ftm_diag_nfc_dispatch},
-    {9, 9, ftm_diag_closenfc_dispatch},
-    {7, 7, ftm_diag_swptestnfc_dispatch},
+    {8, 8, guarded<ftm_diag_nfc_dispatch>},
+    {9, 9, guarded<ftm_diag_closenfc_dispatch>},
+    {7, 7, guarded<ftm_diag_swptestnfc_dispatch>},
 };
 constexpr DiagDispatchEntry audio_entries[] = {
-    {4, 4, ftm_diag_audio_dispatch},
+    {4, 4, guarded<ftm_diag_audio_dispatch>},
 };
 
 // Each dispatcher's own header, for its recovery from an over-long request.

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <new>
 
+#include "platform/include/log.h"
+
 namespace {
 
 constexpr size_t kMaxKinds = 16;  // more than the daemon has
@@ -57,7 +59,11 @@ void count_out(WorkerBody* body) {
 
 void* run_worker(void* start) {
     const std::unique_ptr<WorkerStart> own(static_cast<WorkerStart*>(start));
-    (void)own->body(own->arg);
+    try {
+        (void)own->body(own->arg);
+    } catch (const std::bad_alloc&) {
+        ALOGE("out of memory, a worker ends\n");
+    }
     count_out(own->body);
     return nullptr;
 }

@@ -16,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #define LOG_TAG "diag"
@@ -181,6 +182,17 @@ bool link_turn(Service* state, DiagLink* link, Lock* lock) {
     return true;
 }
 
+// Memory that is short costs a client what is under way, and nobody else anything. False as above.
+bool link_turn_in_short_memory(Service* state, DiagLink* link, Lock* lock) {
+    try {
+        return link_turn(state, link, lock);
+    } catch (const std::bad_alloc&) {
+        ALOGE("%s: out of memory, what is under way is dropped", link->name.c_str());
+        diag_link_forget(link);
+        return true;
+    }
+}
+
 // ---- All of them
 
 void add_link(Service* state, AddressKind kind, std::string name, UniqueFd fd) {
@@ -262,7 +274,7 @@ void run_round(Service* state, Lock* lock) {
     }
     const size_t links = state->links.size();
     for (size_t i = 0; i < links; ++i) {
-        if (!link_turn(state, state->links[i].get(), lock)) {
+        if (!link_turn_in_short_memory(state, state->links[i].get(), lock)) {
             return;
         }
     }
@@ -275,18 +287,27 @@ void run_round(Service* state, Lock* lock) {
     }
 }
 
+void wait_and_serve(Service* state, Lock* lock) {
+    const int timeout = prepare_poll(state);
+    const unsigned generation = state->generation;
+    lock->unlock();
+    const int ready = poll(state->polled.data(), state->polled.size(), timeout);
+    lock->lock();
+    if (ready >= 0 && state->generation == generation) {
+        run_round(state, lock);
+    }
+}
+
 void* run_service(void*) {
     Service& state = service();
     (void)pthread_setname_np(pthread_self(), "diag");  // for people who look at the process
     Lock lock(state.lock);
     for (;;) {
-        const int timeout = prepare_poll(&state);
-        const unsigned generation = state.generation;
-        lock.unlock();
-        const int ready = poll(state.polled.data(), state.polled.size(), timeout);
-        lock.lock();
-        if (ready >= 0 && state.generation == generation) {
-            run_round(&state, &lock);
+        try {
+            wait_and_serve(&state, &lock);
+        } catch (const std::bad_alloc&) {
+            ALOGE("out of memory, clients wait");
+            (void)poll(nullptr, 0, kRetryMilliseconds);
         }
     }
     return nullptr;

@@ -52,6 +52,11 @@ HdlcEvent judge_frame(DiagLink* link, HdlcEvent event) {
 
 }  // namespace
 
+void diag_link_forget(DiagLink* link) {
+    forget_stream(link);
+    link->dead = link->socket();
+}
+
 void diag_link_read(DiagLink* link) {
     const ssize_t size = read(link->descriptor(), link->input.data(), link->input.size());
     if (size > 0) {

@@ -62,5 +62,8 @@ void diag_link_drop_output(DiagLink* link);
 // Looks for a terminal that has hung up, when it is time to.
 void diag_link_reopen(DiagLink* link);
 
+// Drops what is under way in both directions. A client on a socket is to be closed, a terminal waits for another one.
+void diag_link_forget(DiagLink* link);
+
 // Tells the client that it is over. The descriptors close with the link.
 void diag_link_close(DiagLink* link);

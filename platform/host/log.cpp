@@ -12,6 +12,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <new>
 
 #include "platform/host/internal.h"
 
@@ -101,6 +102,25 @@ ssize_t write_stdout(void* /*cookie*/, const char* text, size_t size) {
     }
     return static_cast<ssize_t>(size);
 }
+
+// As on a phone, memory that is short costs the record and nothing else.
+__attribute__((format(printf, 3, 0))) bool log_record(int priority, const char* tag, const char* fmt,
+                                                      va_list arguments) {
+    const HostSettings& settings = host_settings();
+    if (!settings.log_sink && nobody_reads()) {
+        return true;
+    }
+    try {
+        const HostLogRecord record{priority, tag != nullptr ? tag : "", format_text(fmt, arguments)};
+        if (settings.log_sink) {
+            settings.log_sink(record);
+            return true;
+        }
+        return write_record(record_lines(record));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
 }  // namespace
 
 bool host_takes_output(int fd) {
@@ -119,21 +139,10 @@ void host_guard_stdout() {
 
 int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     const int error = errno;  // callers look at errno after they have logged
-    const HostSettings& settings = host_settings();
-    if (!settings.log_sink && nobody_reads()) {
-        errno = error;
-        return 1;
-    }
     va_list arguments;
     va_start(arguments, fmt);
-    const HostLogRecord record{prio, tag != nullptr ? tag : "", format_text(fmt, arguments)};
+    const bool good = log_record(prio, tag, fmt, arguments);
     va_end(arguments);
-    bool good = true;
-    if (settings.log_sink) {
-        settings.log_sink(record);
-    } else {
-        good = write_record(record_lines(record));
-    }
     errno = error;
     return good ? 1 : -1;
 }

@@ -1,6 +1,7 @@
 // The linker leads every call of these functions to __wrap_<name>; __real_<name> is the function itself.
 #include "tests/support/faults.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <spawn.h>
@@ -14,6 +15,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
+
+#include "tests/support/disk.h"
 
 namespace {
 struct CallPlan {
@@ -69,6 +73,7 @@ decltype(lstat) __real_lstat, __wrap_lstat;
 decltype(fstat) __real_fstat, __wrap_fstat;
 decltype(rename) __real_rename, __wrap_rename;
 decltype(unlink) __real_unlink, __wrap_unlink;
+decltype(remove) __real_remove, __wrap_remove;
 decltype(mkdir) __real_mkdir, __wrap_mkdir;
 decltype(fopen) __real_fopen, __wrap_fopen;
 decltype(fdopen) __real_fdopen, __wrap_fdopen;
@@ -82,7 +87,11 @@ int __wrap_open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = mode_argument(flags, arguments);
     va_end(arguments);
-    return admit(Call::kOpen) ? __real_open(path, flags, mode) : -1;
+    const int fd = admit(Call::kOpen) ? __real_open(path, flags, mode) : -1;
+    if (fd >= 0) {
+        DiskRecord::opened(fd, flags);
+    }
+    return fd;
 }
 
 int __wrap_openat(int dir, const char* path, int flags, ...) {
@@ -105,18 +114,32 @@ ssize_t __wrap_read(int fd, void* data, size_t size) {
     return admit(Call::kRead, &size) ? __real_read(fd, data, size) : -1;
 }
 ssize_t __wrap_write(int fd, const void* data, size_t size) {
-    return admit(Call::kWrite, &size) ? __real_write(fd, data, size) : -1;
+    const ssize_t moved = admit(Call::kWrite, &size) ? __real_write(fd, data, size) : -1;
+    if (moved > 0) {
+        DiskRecord::written(fd, data, static_cast<size_t>(moved), -1);
+    }
+    return moved;
 }
 ssize_t __wrap_pread(int fd, void* data, size_t size, off_t at) {
     return admit(Call::kPread, &size) ? __real_pread(fd, data, size, at) : -1;
 }
 ssize_t __wrap_pwrite(int fd, const void* data, size_t size, off_t at) {
-    return admit(Call::kPwrite, &size) ? __real_pwrite(fd, data, size, at) : -1;
+    const ssize_t moved = admit(Call::kPwrite, &size) ? __real_pwrite(fd, data, size, at) : -1;
+    if (moved > 0) {
+        DiskRecord::written(fd, data, static_cast<size_t>(moved), at);
+    }
+    return moved;
 }
 off_t __wrap_lseek(int fd, off_t at, int whence) noexcept {
     return admit(Call::kLseek) ? __real_lseek(fd, at, whence) : -1;
 }
-int __wrap_fsync(int fd) { return admit(Call::kFsync) ? __real_fsync(fd) : -1; }
+int __wrap_fsync(int fd) {
+    const int result = admit(Call::kFsync) ? __real_fsync(fd) : -1;
+    if (result == 0) {
+        DiskRecord::synced(fd);
+    }
+    return result;
+}
 int __wrap_close(int fd) {
     const bool good = admit(Call::kClose);  // a failed close has closed all the same
     const int error = errno;
@@ -131,9 +154,26 @@ int __wrap_lstat(const char* path, struct stat* st) noexcept {
 }
 int __wrap_fstat(int fd, struct stat* st) noexcept { return admit(Call::kStat) ? __real_fstat(fd, st) : -1; }
 int __wrap_rename(const char* from, const char* to) noexcept {
-    return admit(Call::kRename) ? __real_rename(from, to) : -1;
+    const int result = admit(Call::kRename) ? __real_rename(from, to) : -1;
+    if (result == 0) {
+        DiskRecord::renamed(from, to);
+    }
+    return result;
 }
-int __wrap_unlink(const char* path) noexcept { return admit(Call::kUnlink) ? __real_unlink(path) : -1; }
+int __wrap_unlink(const char* path) noexcept {
+    const int result = admit(Call::kUnlink) ? __real_unlink(path) : -1;
+    if (result == 0) {
+        DiskRecord::unlinked(path);
+    }
+    return result;
+}
+int __wrap_remove(const char* path) noexcept {
+    const int result = admit(Call::kUnlink) ? __real_remove(path) : -1;
+    if (result == 0) {
+        DiskRecord::unlinked(path);
+    }
+    return result;
+}
 int __wrap_mkdir(const char* path, mode_t mode) noexcept { return admit(Call::kMkdir) ? __real_mkdir(path, mode) : -1; }
 FILE* __wrap_fopen(const char* path, const char* mode) {
     return admit(Call::kFopen) ? __real_fopen(path, mode) : nullptr;
@@ -154,6 +194,12 @@ void* __wrap_calloc(size_t count, size_t size) noexcept {
     return admit(Call::kMalloc) ? __real_calloc(count, size) : nullptr;
 }
 }  // extern "C"
+
+// Every other operator is the library's, which finds the same memory.
+void* operator new(size_t size) {  // NOLINT(misc-new-delete-overloads)
+    static auto* const real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
+    return admit(Call::kNew) ? real(size) : throw std::bad_alloc();
+}
 
 Faults::Faults() {
     reset();
@@ -184,7 +230,7 @@ unsigned Faults::system_calls() const {
     for (const CallPlan& plan : plans) {
         total += plan.count;
     }
-    return total - count(Call::kMalloc);
+    return total - count(Call::kMalloc) - count(Call::kNew);
 }
 
 void Faults::reset() {

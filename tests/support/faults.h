@@ -15,14 +15,15 @@ enum class Call {
     kAccess,
     kStat,  // stat, lstat and fstat
     kRename,
-    kUnlink,
+    kUnlink,  // unlink and remove
     kMkdir,
     kFopen,  // fopen and fdopen
     kSpawn,  // behind device_system and device_popen
     kThreadCreate,
     kMalloc,  // malloc and calloc
+    kNew,     // operator new, also inside libraries; the fault is a bad_alloc
 };
-constexpr unsigned kCallKinds = static_cast<unsigned>(Call::kMalloc) + 1;
+constexpr unsigned kCallKinds = static_cast<unsigned>(Call::kNew) + 1;
 
 // Counts, and fails, calls of the whole process while it lives. One at a time.
 class Faults {
