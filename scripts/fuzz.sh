@@ -12,7 +12,7 @@ case $seconds in *[!0-9]* | '') echo "$0: $seconds is no number of seconds" >&2;
 
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build fuzz
+scripts/lib/packages.sh build fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target fuzzers
 [ $# -gt 0 ] || for binary in build/fuzz/fuzz_*; do

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build lint target
+scripts/lib/packages.sh build lint target
 if [ $# -gt 0 ]; then
     files=("$@")
 else

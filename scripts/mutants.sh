@@ -6,5 +6,5 @@
 # change. A change that cannot matter stands in tests/mutants-ignored as "KEY | reason" (the second line of a survivor).
 set -eu
 cd "$(dirname "$0")/.."
-scripts/packages.sh build mutants
+scripts/lib/packages.sh build mutants
 exec /usr/bin/python3 scripts/lib/mutants.py "$@"

@@ -27,7 +27,7 @@ fi
 
 build=$PWD/build/release
 mkdir -p build
-scripts/packages.sh build
+scripts/lib/packages.sh build
 printf '\n== Building (build/release)\n'
 cmake --preset release >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }
 cmake --build --preset release --parallel "$(nproc)" --target vendordiag vdiag rdss-chip simulated_phone

@@ -6,7 +6,7 @@ set -eu
 [ $# -ge 1 ] || { echo "usage: $0 REQUESTS [SEED]" >&2; exit 2; }
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build bench
+scripts/lib/packages.sh build bench
 cmake --preset release -DVENDORDIAG_BENCH=ON >/dev/null
 cmake --build --preset release --parallel "$(nproc)" --target soak vendordiag >/dev/null
 phone=$(mktemp -d "${TMPDIR:-/tmp}/vendordiag-soak-XXXXXX")

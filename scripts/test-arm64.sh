@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 say() { printf '\n== %s\n' "$*"; }
 
-scripts/packages.sh build arm64
+scripts/lib/packages.sh build arm64
 build=$PWD/build/arm64
 
 say "Building (build/arm64)"

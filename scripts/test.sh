@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh build
+scripts/lib/packages.sh build
 echo "== Configuring and building with the sanitizers (build/asan)"
 mkdir -p build
 cmake --preset asan >build/asan.log 2>&1 || { cat build/asan.log >&2; exit 1; }

@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")/../../.."
 
-scripts/packages.sh build target
+scripts/lib/packages.sh build target
 echo "== Building for a phone (build/target), and the client that talks to it (build/asan)"
 mkdir -p build
 for preset in target asan; do

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what is missing for one or more uses, by Debian package name:
-#     scripts/packages.sh build | bench | lint | mutants | fuzz | target | arm64 ...
+#     scripts/lib/packages.sh build | bench | lint | mutants | fuzz | target | arm64 ...
 # Says and does nothing when all is there. As root, or with sudo.
 set -eu
 
