@@ -70,7 +70,7 @@ void parse_groups(RequestView request, bool with_values, const char* name, InfoR
         info->keys.push_back(std::move(key));
     }
     info->computed_length = offset + (info->number_group - groups) * counts;
-    info->complete = groups == info->number_group && offset <= request.size && request.size >= kGroupsOffset;
+    info->complete = groups == info->number_group && offset <= request.size;
 }
 
 InfoRequest parse_request(RequestView request, bool with_values, const char* name) {
