@@ -85,7 +85,8 @@ bool ask(Runner* runner, const Invocation& invocation, StepResult* result) {
     if (result->answered) {
         return true;
     }
-    if (result->step->silence && failure.exit_status == kExitTimeout) {
+    const bool silent = failure.exit_status == kExitTimeout || failure.exit_status == kExitEnded;
+    if (result->step->silence && silent) {
         result->outcome = Outcome::kPassed;
         return false;
     }
