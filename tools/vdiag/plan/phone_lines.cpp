@@ -185,10 +185,11 @@ bool run_limit(Phone* phone, const Words& words, Answer*, std::string* error) {
             continue;
         }
         phone->limits.emplace_back(limit.resource, *value);
-        const rlimit now{*value, RLIM_INFINITY};
-        return phone->daemon < 0 ||
-               prlimit(phone->daemon, static_cast<__rlimit_resource>(limit.resource), &now, nullptr) == 0 ||
-               failed(words[1], error);
+        const auto resource = static_cast<__rlimit_resource>(limit.resource);
+        rlimit now{};
+        (void)prlimit(phone->daemon, resource, nullptr, &now);  // what it may be raised to stays
+        now.rlim_cur = *value;
+        return phone->daemon < 0 || prlimit(phone->daemon, resource, &now, nullptr) == 0 || failed(words[1], error);
     }
     return refuse("limit takes size or files, and a number", error);
 }
@@ -346,13 +347,10 @@ bool run_file(Phone* phone, const Words& words, Answer* answer, std::string* err
     add_text("mode", octal(st.st_mode), answer);
     add_text("target", link_target(path), answer);
     add_text("owner", std::to_string(st.st_uid) + ":" + std::to_string(st.st_gid), answer);
-    if (S_ISFIFO(st.st_mode) || S_ISDIR(st.st_mode)) {
-        return true;
-    }
     Bytes content;
-    std::string ignored;  // a link to nothing has no content
-    if (!file_read(path, &content, &ignored)) {
-        return true;
+    std::string ignored;
+    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || !file_read(path, &content, &ignored)) {
+        return true;  // a link to nothing or to a device has no content
     }
     add_number("size", static_cast<int64_t>(content.size()), answer);
     if (!cut(words, &content, error)) {
