@@ -16,12 +16,13 @@ git ls-files '*.cpp' '*.h' | xargs awk -v families="ftm factory buildinfo periph
         may("platform/posix", seam " platform/posix")
         may("platform/android", seam " platform/posix platform/android")
         may("platform/host", seam " platform/posix platform/host")
-        may("tools", seam " platform/host tools")
+        may("version", "version")
+        may("tools", seam " platform/host version tools")
         count = split(ground_rooms, room, " ")
         for (i = 1; i <= count; i++) may(room[i], seam " " room[i])
         count = split(families, room, " ")
         for (i = 1; i <= count; i++) may(room[i], seam " " ground_rooms " " room[i])
-        may("daemon", seam " " ground_rooms " " families " daemon")
+        may("daemon", seam " " ground_rooms " " families " version daemon")
     }
     function room_of(path,    part) {
         split(path, part, "/")
