@@ -16,7 +16,7 @@ git ls-files '*.cpp' '*.h' | xargs awk -v families="ftm factory buildinfo periph
         may("platform/posix", seam " platform/posix")
         may("platform/android", seam " platform/posix platform/android")
         may("platform/host", seam " platform/posix platform/host")
-        may("version", "version")
+        may("version", "version generated")
         may("tools", seam " platform/host version tools")
         count = split(ground_rooms, room, " ")
         for (i = 1; i <= count; i++) may(room[i], seam " " room[i])
