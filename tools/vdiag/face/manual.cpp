@@ -220,7 +220,7 @@ constexpr const char* kPlansText =
     ".TP\n.B keep FIELD [as NAME]\nthe value is used later as $NAME\n"
     ".TP\n.B within TIME\nthe request is repeated until the expectations hold\n"
     ".TP\n.B silence\nno answer is expected\n"
-    ".PP\nA line without an expectation about status or error wants a good answer. Other lines:\n"
+    ".PP\nA line without an expectation about status, error or answer wants a good answer. Other lines:\n"
     ".BR \"wait TIME\" ,\n.BR \"set NAME VALUE\" ,\n.B default NAME VALUE\n(unless it is set or given),\n.B reconnect "
     "TIME\n(waits until the phone answers again). $here is the plan's folder.\n";
 

@@ -36,13 +36,15 @@ bool fail(StepResult* result, const std::string& reason) {
     return false;
 }
 
-// What an answer must fulfil without being told: no error and a good status, unless a condition is about them.
+// What an answer must fulfil without being told: a right form, no error and a good status, unless a condition is about
+// them or about all bytes.
 bool judge_untold(const PlanStep& step, const Answer& answer, std::string* reason) {
     const auto named = [&](const char* field) {
         return std::any_of(step.conditions.begin(), step.conditions.end(),
                            [&](const Condition& condition) { return equal_names(condition.field, field); });
     };
-    if ((answer.error && named("error")) || (answer.fault.empty() && !answer.error && named("status"))) {
+    if (named("answer") || (answer.error && named("error")) ||
+        (answer.fault.empty() && !answer.error && named("status"))) {
         return true;
     }
     *reason = complaint(answer);
