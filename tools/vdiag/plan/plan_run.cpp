@@ -176,6 +176,9 @@ void run_phone_line(Runner* runner, StepResult* result) {
             (void)fail(result, error);
             return;
         }
+        if (step.phone->fresh && runner->phone.daemon < 0) {
+            (void)runner->session->link.fd.close();  // the next daemon is another one
+        }
         if (judge(step, runner->variables, result->answer, &result->reason)) {
             (void)keep_values(step, result->answer, &runner->variables, result);
             return;
