@@ -151,7 +151,7 @@ bool run_lock(Phone* phone, const Words& words, Answer*, std::string* error) {
     return fcntl(phone->locked.get(), F_OFD_SETLK, &whole) == 0 || failed(path, error);
 }
 
-bool run_unlock(Phone* phone, const Words&, Answer*, std::string*) {
+bool run_release(Phone* phone, const Words&, Answer*, std::string*) {
     (void)phone->locked.close();
     return true;
 }
@@ -466,7 +466,7 @@ constexpr PhoneLine kLines[] = {
     {"chmod",    2, 2,   "PATH MODE",              "the mode of a file, in octal", false, run_chmod},
     {"chown",    3, 3,   "PATH UID GID",           "the owner of a file; without the right to: the case ends here", true, run_chown},
     {"lock",     1, 1,   "PATH",                   "hold the lock of a file, as another program", false, run_lock},
-    {"unlock",   0, 0,   "",                       "let it go", false, run_unlock},
+    {"release",  0, 0,   "",                       "let it go", false, run_release},
     {"program",  1, 2,   "PATH [SCRIPT]",          "a vendor program that notes its calls and runs a line of shell", false, run_program},
     {"press",    2, 99,  "PATH CODE...",           "key presses on an input device", false, run_press},
     {"chip",     0, 99,  "[OPTION...]",            "the simulated satellite chip on the serial line", true, run_chip},
