@@ -1,41 +1,13 @@
-// Start-up, the modem connection and the views on requests.
-#include <algorithm>
+// Start-up without the diag service, and the views on requests.
 #include <cstring>
 
 #include "daemon/startup.h"
 #include "packet/diag_packet.h"
-#include "support/modem_connection.h"
 #include "tests/support/phone.h"
 
 namespace {
 
 class Startup : public PhoneTest {};
-
-TEST_F(Startup, ModemThatNeverAnswersIsAskedTwentyTimesASecondApart) {
-    EXPECT_EQ(vendor_diag_modem_api_init_proc(nullptr), nullptr);
-    std::vector<LogLine> expected = {E("vendor_diag_modem_api_init_proc")};
-    for (int left = 19; left >= 0; --left) {
-        expected.push_back(D("vendor_diag_modem_api_init_proc : modem_api_init error, retry left " +
-                             std::to_string(left) + " times, total retry 20 times"));
-    }
-    expect_log_only(expected);
-    EXPECT_EQ(delays(), std::vector<uint64_t>(20, 1000000));
-    EXPECT_EQ(is_qmi_init_done(), 0);
-}
-
-TEST_F(Startup, ModemThatAnswersLateStillMakesTheFlag) {
-    set_state("modem/qmi", "-1");
-    on_delay([this](uint64_t) {
-        if (delays().size() == 3) {
-            set_state("modem/qmi", "0");
-        }
-    });
-    vendor_diag_modem_api_init();
-    EXPECT_TRUE(eventually([] { return is_qmi_init_done() == 1; }));
-    wait_for_workers();
-    EXPECT_EQ(delays().size(), 3U);
-    expect_log({D("vendor_diag_modem_api_init"), D("vendor_diag_modem_api_init_proc : modem_api_init SUCCESS")});
-}
 
 TEST_F(Startup, NothingIsRegisteredWithoutTheDiagService) {
     write_file("/file", "");

@@ -77,6 +77,10 @@ TEST_F(Factory, AKeyboxIsWrittenPastInterruptionsAndClosesOnlyWhenItLasts) {
 }
 
 TEST_F(Factory, AToolThatNeverClosesGetsSixteenHandles) {
+    for (int i = 0; i < 17; ++i) {  // one that is closed is free again
+        const Bytes opened = exchange(hex("4b fd 18 00 01 00 00 00"));
+        EXPECT_EQ(exchange(hex("4b fd 19 00") + Bytes(opened.begin() + 4, opened.begin() + 8)).at(4), 0) << i;
+    }
     for (int i = 0; i < 16; ++i) {
         EXPECT_EQ(exchange(hex("4b fd 18 00 01 00 00 00")).at(8), 0) << i;
     }
