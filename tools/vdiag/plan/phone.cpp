@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "platform/include/handles.h"
 #include "tools/vdiag/wire/link.h"
@@ -25,8 +26,9 @@ namespace fs = std::filesystem;
 namespace vdiag {
 namespace {
 
-constexpr int kPatience = 20000;  // milliseconds for a daemon to start
-constexpr mode_t kUmask = 027;    // of the daemon: what it wants to be readable by all it must say
+constexpr int kPatience = 20000;    // milliseconds for a daemon to start
+constexpr int kRegistering = 3000;  // for it to say that its commands are registered
+constexpr mode_t kUmask = 027;      // of the daemon: what it wants to be readable by all it must say
 
 std::string beside_program(const std::string& name) {
     char path[PATH_MAX];
@@ -52,14 +54,12 @@ bool run_program(const std::vector<std::string>& words) {
 }
 
 // In the child: the daemon's settings, then the daemon.
-[[noreturn]] void become_daemon(const Phone& phone, const std::string& program) {
+[[noreturn]] void become_daemon(const Phone& phone, const std::string& program, int log) {
     (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int log = open((phone.directory + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     const int null = open("/dev/null", O_RDONLY);
     (void)dup2(null, STDIN_FILENO);
     (void)dup2(log, STDOUT_FILENO);
     (void)dup2(log, STDERR_FILENO);
-    (void)close(log);
     (void)close(null);
     (void)umask(kUmask);
     (void)setenv("VENDORDIAG_ROOT", phone.root.c_str(), 1);
@@ -75,6 +75,19 @@ bool run_program(const std::vector<std::string>& words) {
     }
     execl(program.c_str(), program.c_str(), nullptr);
     _exit(127);
+}
+
+// A pipe for what a daemon says, which a limit on its files' size does not touch. Returns the end to write to.
+int open_log(Phone* phone) {
+    constexpr int kRoom = 1 << 20;  // a daemon drops what finds none
+    int ends[2] = {-1, -1};
+    phone_listen(phone);  // the last words of the daemon before
+    (void)close(phone->log_pipe);
+    (void)!pipe2(ends, O_CLOEXEC);
+    (void)fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    (void)fcntl(ends[0], F_SETPIPE_SZ, kRoom);
+    phone->log_pipe = ends[0];
+    return ends[1];
 }
 
 // Whether somebody takes connections at the phone's socket.
@@ -105,10 +118,7 @@ void kill_and_wait(pid_t* child) {
 
 // The line of a sanitizer's report, if it has written one.
 std::string sanitizer_line(const Phone& phone) {
-    Bytes content;
-    std::string ignored;
-    (void)file_read(phone.directory + "/log", &content, &ignored);
-    const std::string text(content.begin(), content.end());
+    const std::string& text = phone.log;
     for (const char* mark : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:", "WARNING: Thread"}) {
         const size_t at = text.find(mark);
         if (at != std::string::npos) {
@@ -150,6 +160,35 @@ void phone_of_address(const std::string& address, Phone* phone) {
     }
 }
 
+namespace {
+
+// The socket takes connections a moment before the commands are registered, of which the daemon says the last.
+bool wait_until_served(Phone* phone, std::string* error) {
+    constexpr const char* kLastWords = "orb_ftm_build_info_register_init called";
+    const size_t before = phone->log.size();
+    const Deadline deadline = deadline_in(kPatience);
+    const Deadline registered = deadline_in(kRegistering);
+    for (;;) {
+        if (waitpid(phone->daemon, &phone->end_status, WNOHANG) != 0) {
+            phone->daemon = -1;
+            *error = "the daemon ended before it served: " + end_text(phone->end_status);
+            return false;
+        }
+        phone_listen(phone);
+        const bool told = phone->log.find(kLastWords, before) != std::string::npos;
+        if ((told || milliseconds_left(registered) == 0) && serves(phone->root)) {
+            return true;
+        }
+        if (milliseconds_left(deadline) == 0) {
+            *error = "the daemon does not serve";
+            return false;
+        }
+        (void)usleep(1000);
+    }
+}
+
+}  // namespace
+
 bool phone_serve(Phone* phone, std::string* error) {
     if (phone->directory.empty() || phone->daemon > 0) {
         return true;
@@ -161,24 +200,19 @@ bool phone_serve(Phone* phone, std::string* error) {
     const char* given = getenv("VDIAG_DAEMON");
     const std::string program = given != nullptr ? given : beside_program("vendordiag");
     phone->started = true;
+    const UniqueFd log(open_log(phone));
     phone->daemon = fork();
     if (phone->daemon == 0) {
-        become_daemon(*phone, program);
+        become_daemon(*phone, program, log.get());
     }
-    const Deadline deadline = deadline_in(kPatience);
-    while (!serves(phone->root)) {
-        if (waitpid(phone->daemon, &phone->end_status, WNOHANG) != 0) {
-            phone->daemon = -1;
-            *error = "the daemon ended before it served: " + end_text(phone->end_status);
-            return false;
-        }
-        if (milliseconds_left(deadline) == 0) {
-            *error = "the daemon does not serve";
-            return false;
-        }
-        (void)usleep(2000);
+    return wait_until_served(phone, error);
+}
+
+void phone_listen(Phone* phone) {
+    char chunk[65536];
+    for (ssize_t got = 0; (got = read(phone->log_pipe, chunk, sizeof(chunk))) > 0;) {
+        phone->log.append(chunk, static_cast<size_t>(got));
     }
-    return true;
 }
 
 bool phone_end(Phone* phone, std::string* error) {
@@ -193,6 +227,8 @@ bool phone_end(Phone* phone, std::string* error) {
     }
     kill_and_wait(&phone->daemon);
     kill_and_wait(&phone->chip);
+    phone_listen(phone);
+    (void)close(std::exchange(phone->log_pipe, -1));
     const std::string report = sanitizer_line(*phone);
     if (!report.empty()) {
         good = false;

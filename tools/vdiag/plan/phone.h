@@ -29,6 +29,8 @@ struct Phone {
     int end_status = 0;         // as waitpid gives it
     std::vector<std::string> environment;          // for the daemon: NAME=VALUE
     std::vector<std::pair<int, uint64_t>> limits;  // for the daemon: resource and value
+    int log_pipe = -1;                             // what the daemon says; read when somebody looks
+    std::string log;                               // of it, so far
     size_t log_mark = 0;                           // what stands before is not looked at
     size_t calls_mark = 0;
     size_t programs_mark = 0;
@@ -57,6 +59,9 @@ void phone_of_address(const std::string& address, Phone* phone);
 
 // Starts the daemon of a fresh phone unless it was started before, and waits until it serves.
 bool phone_serve(Phone* phone, std::string* error);
+
+// Takes what the daemon has said so far into `log`.
+void phone_listen(Phone* phone);
 
 // Ends the daemon and the chip of a fresh phone and removes it. False: the daemon had ended unasked, or a sanitizer
 // has spoken; `error` says what.

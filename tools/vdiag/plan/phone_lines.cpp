@@ -378,7 +378,8 @@ std::string without_root(const Phone& phone, std::string text) {
 std::string after(const std::string& text, size_t mark) { return text.substr(std::min(mark, text.size())); }
 
 bool run_log(Phone* phone, const Words&, Answer* answer, std::string*) {
-    const std::string all = after(read_text(phone->directory + "/log"), phone->log_mark);
+    phone_listen(phone);
+    const std::string all = after(phone->log, phone->log_mark);
     std::string text;
     for (const std::string_view line : split(all, '\n')) {
         text += log_line(std::string(line)) + "\n";
@@ -432,7 +433,8 @@ std::map<std::string, std::string> state_of(const Phone& phone) {
 }
 
 bool run_mark(Phone* phone, const Words&, Answer*, std::string*) {
-    phone->log_mark = read_text(phone->directory + "/log").size();
+    phone_listen(phone);
+    phone->log_mark = phone->log.size();
     phone->calls_mark = read_text(phone->root + "/.sim/calls").size();
     phone->programs_mark = read_text(phone->root + "/.sim/programs").size();
     phone->marked = state_of(*phone);
