@@ -69,9 +69,14 @@ bool write_at(const std::string& path, const Bytes& content, int64_t offset, std
 }
 
 bool run_put(Phone* phone, const Words& words, Answer*, std::string* error) {
-    Bytes content;
-    return content_of(words.size() > 2 ? words[2] : "", &content, error) &&
-           write_at(host_path(*phone, words[1]), content, -1, error);
+    for (size_t i = 1; i < words.size(); i += 2) {
+        Bytes content;
+        if (!content_of(i + 1 < words.size() ? words[i + 1] : "", &content, error) ||
+            !write_at(host_path(*phone, words[i]), content, -1, error)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool run_patch(Phone* phone, const Words& words, Answer*, std::string* error) {
@@ -459,7 +464,7 @@ bool run_changes(Phone* phone, const Words&, Answer* answer, std::string*) {
 
 // clang-format off
 constexpr PhoneLine kLines[] = {
-    {"put",      1, 2,   "PATH [CONTENT]",         "a file with this content and nothing else", false, run_put},
+    {"put",      1, 99,  "PATH [CONTENT]...",      "a file with this content and nothing else", false, run_put},
     {"patch",    3, 3,   "PATH OFFSET CONTENT",    "bytes in the middle of a file", false, run_patch},
     {"link",     2, 2,   "PATH TARGET",            "a symbolic link: /dev/full has no space, /dev/null cannot be synchronised", false, run_link},
     {"dir",      1, 1,   "PATH",                   "a directory, in the place of a file too", false, run_dir},
