@@ -10,6 +10,7 @@
 #include "tools/vdiag/run/perform.h"
 #include "tools/vdiag/run/probe.h"
 #include "tools/vdiag/run/report.h"
+#include "tools/vdiag/serve/serve.h"
 #include "version/version.h"
 
 namespace vdiag {
@@ -116,6 +117,9 @@ int dispatch(Session* session, const Invocation& invocation) {
     }
     if (verb == "generate-manual") {
         return run_generate(invocation);
+    }
+    if (verb == "serve") {
+        return serve(session, invocation.listen);
     }
     if (verb == "probe") {
         return run_probe(invocation);

@@ -14,6 +14,7 @@ constexpr ToolVerb kToolVerbs[] = {
     {"ftm",        "NAME [ARGUMENT...]",        "a command that is named by text; list shows them"},
     {"raw",        "[HEX...]",                  "a request as it is, from arguments, a file or standard input"},
     {"run",        "PLAN... [NAME=VALUE...]",   "run test plans and report each line's result"},
+    {"serve",      "",                          "carry out requests of other programs, one JSON object a line"},
     {"probe",      "[ADDRESS...]",              "which of the given, or the usual, addresses answer?"},
     {"list",       "",                          "every command"},
     {"help",       "[COMMAND]",                 "help, also for one command"},

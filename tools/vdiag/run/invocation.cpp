@@ -27,6 +27,7 @@ constexpr OptionRow kOptions[] = {
     {"-k,--key",      "PEM",     "unlock", "the private key", &Invocation::key, nullptr},
     {"--for",         "TIME",    "keys",   "watch this long (30s)", &Invocation::lasting, nullptr},
     {"-i,--install",  "DEVICE",  "keybox", "install the keybox for this device identifier when it has arrived", &Invocation::device, nullptr},
+    {"-l,--listen",   "ADDRESS", "serve",  "serve whoever connects to this Unix socket instead of standard input", &Invocation::listen, nullptr},
     {"--junit",       "FILE",    "run",    "write a JUnit report", &Invocation::junit, nullptr},
     {"-s,--stop",     nullptr,   "run",    "stop at the first failure", nullptr, &Invocation::stop},
     {"--fresh",       nullptr,   "run",    "run each case of a plan on a fresh simulated phone of its own", nullptr, &Invocation::fresh},

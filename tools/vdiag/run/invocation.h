@@ -26,6 +26,7 @@ struct Invocation {
     std::string key;
     std::string lasting;
     std::string device;
+    std::string listen;
     std::string junit;
     std::string only;
     bool generate = false;

@@ -174,7 +174,7 @@ bool perform_check(const Invocation& invocation, Failure* failure) {
 }
 
 std::vector<std::string> verb_names() {
-    std::vector<std::string> names = {"ftm", "raw", "run", "probe", "list", "help", "completion"};
+    std::vector<std::string> names = {"ftm", "raw", "run", "serve", "probe", "list", "help", "completion"};
     for (const Command& command : catalogue()) {
         if (!is_ftm(command)) {
             add_once(split(command.name, ' ')[0], &names);
