@@ -17,11 +17,20 @@ install(PROGRAMS tools/phone/make-phone.sh tools/phone/boot-phone.sh tools/phone
 install(DIRECTORY docs/plans DESTINATION ${data}/docs COMPONENT tools)
 install(DIRECTORY tests/cases DESTINATION ${data}/tests COMPONENT tools)
 install(FILES keys/README.md keys/auth_dev_private.pem keys/auth_dev_public.pem DESTINATION ${data}/keys COMPONENT tools)
-install(FILES README.md docs/simulated-phone.md docs/commands.md TYPE DOC COMPONENT tools)
+install(FILES README.md docs/simulated-phone.md docs/commands.md docs/serving.md docs/trust.md TYPE DOC COMPONENT tools)
+
+# The Python package, with what tells installers and pytest about it.
+set(VENDORDIAG_PYTHON_DIR lib/python3/dist-packages CACHE PATH "Where Python finds packages, below the prefix")
+install(DIRECTORY python/vdiag DESTINATION ${VENDORDIAG_PYTHON_DIR} COMPONENT tools PATTERN __pycache__ EXCLUDE)
+file(CONFIGURE OUTPUT ${made}/vdiag.dist-info/METADATA CONTENT "Metadata-Version: 2.1\nName: vdiag\nVersion: @PROJECT_VERSION@\n")
+file(CONFIGURE OUTPUT ${made}/vdiag.dist-info/entry_points.txt CONTENT "[pytest11]\nvdiag = vdiag.pytest_plugin\n")
+install(DIRECTORY ${made}/vdiag.dist-info/ DESTINATION ${VENDORDIAG_PYTHON_DIR}/vdiag-${PROJECT_VERSION}.dist-info
+  COMPONENT tools)
+install(DIRECTORY python/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools PATTERN __pycache__ EXCLUDE)
 
 # What the client writes about itself, and everything that is installed compressed.
 file(TIMESTAMP ${CMAKE_SOURCE_DIR}/CHANGELOG.md changed "%a, %d %b %Y %H:%M:%S +0000" UTC)
-set(maintainer "Developers of vendordiag <vendordiag@localhost.localdomain>")
+set(maintainer "Developers of vendordiag <vendordiag@example.org>")
 file(CONFIGURE OUTPUT ${made}/changelog.Debian @ONLY CONTENT "vendordiag-tools (@PROJECT_VERSION@-1) unstable; urgency=medium
 
   * As upstream's changelog.gz says.
@@ -67,14 +76,17 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "factory diagnostics of phones: client and simulated phone")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "A client for the factory-diagnostics daemon of a phone, for the command line, test plans and scripts, and
-a simulated phone to try every command and plan on without hardware.")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "A client for the factory-diagnostics daemon of a phone, for the command
+line, test plans and other programs, and a simulated phone on which every
+command and plan can be tried without hardware.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Loaded when a task needs them.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libedit2, libssl3")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libedit2, python3")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/prerm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEB_COMPONENT_INSTALL OFF)
 include(CPack)
