@@ -214,7 +214,8 @@ std::string roff_commands() {
 constexpr const char* kPlansText =
     ".SH PLANS\n"
     "A plan is a text file with one request on a line, written as behind\n.BR vdiag .\n"
-    "A # begins a comment. Behind\n.B =>\nstand expectations:\n"
+    "A # begins a comment; a semicolon between blanks begins another request on the same line. Behind\n.B =>\nstand "
+    "expectations:\n"
     ".TP\n.B FIELD=VALUE\nalso != ~ (regular expression) !~ < > <= >=; FIELD is a field of the answer, status, error, "
     "rest or answer\n"
     ".TP\n.B keep FIELD [as NAME]\nthe value is used later as $NAME\n"

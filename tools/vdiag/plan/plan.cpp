@@ -87,20 +87,36 @@ bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, s
     return true;
 }
 
-// Cuts a comment off: a # at the start or behind a blank, outside quotes.
-std::string without_comment(const std::string& line) {
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+std::string trimmed(const std::string& text) {
+    const auto first = std::find_if_not(text.begin(), text.end(), is_blank);
+    return {first, std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), is_blank).base()};
+}
+
+// The steps of a line: a semicolon between blanks stands between two, a # at the start or behind a blank begins a
+// comment; neither counts inside quotes.
+std::vector<std::string> steps_of(const std::string& line) {
+    std::vector<std::string> steps(1);
     char quote = 0;
     for (size_t i = 0; i < line.size(); ++i) {
         const char c = line[i];
-        if (quote != 0) {
-            quote = c == quote ? '\0' : quote;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
-        } else if (c == '#' && (i == 0 || line[i - 1] == ' ' || line[i - 1] == '\t')) {
-            return line.substr(0, i);
+        const bool free = quote == 0 && (i == 0 || is_blank(line[i - 1]));
+        if (free && c == '#') {
+            break;
         }
+        if (free && c == ';' && (i + 1 == line.size() || is_blank(line[i + 1]))) {
+            steps.emplace_back();
+            continue;
+        }
+        if (quote != 0 ? c == quote : c == '"' || c == '\'') {
+            quote = quote != 0 ? '\0' : c;
+        }
+        steps.back() += c;
     }
-    return line;
+    std::transform(steps.begin(), steps.end(), steps.begin(), trimmed);
+    std::erase(steps, "");
+    return steps;
 }
 
 bool take_phone_line(PlanStep* step, std::string* error) {
@@ -292,23 +308,19 @@ bool plan_parse(const std::string& path, const std::string& content, const Varia
     plan->path = path;
     Variables known = given;
     unsigned number = 0;
-    size_t at = 0;
-    while (at < content.size()) {
-        const size_t end = std::min(content.find('\n', at), content.size());
-        PlanStep step;
-        step.line = ++number;
-        step.text = without_comment(content.substr(at, end - at));
-        step.text.erase(step.text.find_last_not_of(" \t\r") + 1);
-        at = end + 1;
-        if (step.text.find_first_not_of(" \t") == std::string::npos) {
-            continue;
+    for (size_t at = 0, end = 0; at < content.size(); at = end + 1) {
+        end = std::min(content.find('\n', at), content.size());
+        ++number;
+        for (std::string& text : steps_of(content.substr(at, end - at))) {
+            PlanStep step;
+            step.line = number;
+            step.text = std::move(text);
+            if (!parse_step(&step, error) || !check_step(step, &known, error)) {
+                *error = path + ":" + std::to_string(number) + ": " + *error;
+                return false;
+            }
+            plan->steps.push_back(std::move(step));
         }
-        step.text.erase(0, step.text.find_first_not_of(" \t"));
-        if (!parse_step(&step, error) || !check_step(step, &known, error)) {
-            *error = path + ":" + std::to_string(number) + ": " + *error;
-            return false;
-        }
-        plan->steps.push_back(std::move(step));
     }
     return true;
 }
