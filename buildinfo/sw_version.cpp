@@ -10,12 +10,6 @@
 
 namespace {
 
-constexpr DiagDispatchEntry sw_version_entries[] = {
-    {56, 56, guarded<sw_version_handler>},
-    {60, 60, guarded<sw_out_version_handler>},
-    {57, 57, guarded<sw_version_ex_handler>},
-};
-
 constexpr const char* kInternalVersion = "ro.build.sw_internal_version";
 constexpr const char* kDisplayVersion = "ro.build.display.id";
 constexpr const char* kBuildDate = "ro.build.date";
@@ -73,6 +67,12 @@ void* version_response(const VersionLayout& layout) {
                                                 reinterpret_cast<char*>(rsp + layout.time_offset));
     return rsp;
 }
+
+constexpr DiagDispatchEntry sw_version_entries[] = {
+    {kInternalLayout.command, kInternalLayout.command, guarded<sw_version_handler>},
+    {kDisplayLayout.command, kDisplayLayout.command, guarded<sw_out_version_handler>},
+    {kBothLayout.command, kBothLayout.command, guarded<sw_version_ex_handler>},
+};
 
 }  // namespace
 

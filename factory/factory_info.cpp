@@ -10,6 +10,7 @@
 #include <new>
 
 #include "factory/factory_info_document.h"
+#include "factory/factory_request.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
@@ -17,7 +18,6 @@
 
 namespace {
 
-constexpr uint8_t kSubsystem = 253;
 constexpr uint16_t kReadCommand = 3;
 constexpr uint16_t kWriteCommand = 4;
 constexpr size_t kGroupsOffset = 10;    // behind the header, u32 total length and u16 number of groups
@@ -153,7 +153,7 @@ FactoryInfoStatus erase_document(const char* path) {
 }
 
 uint8_t* info_response(uint16_t command, unsigned size, FactoryInfoStatus status, NoRoomLine line) {
-    uint8_t* rsp = subsystem_response(kSubsystem, command, size, line);
+    uint8_t* rsp = subsystem_response(kFactorySubsystem, command, size, line);
     if (rsp != nullptr) {
         put_u32(rsp + kDiagHeaderSize, status);
     }
@@ -189,7 +189,7 @@ void publish_key(const char* name, const char* key, const char* value) {
 
 }  // namespace
 
-const DiagDispatchTable diag_factory_info_table = diag_table(kSubsystem, info_entries);
+const DiagDispatchTable diag_factory_info_table = diag_table(kFactorySubsystem, info_entries);
 
 void* diag_factory_write_cmd(const void* request, uint16_t length) {
     ALOGD("%s: enter", __func__);

@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr uint8_t kFtmSubsystem = 11;
 constexpr uint16_t kMainCommand = 32766;
 constexpr uint16_t kExtCommand = 32767;
 constexpr uint16_t kBattCommand = 32765;

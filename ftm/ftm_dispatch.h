@@ -4,6 +4,8 @@
 
 #include "platform/include/diag.h"
 
+constexpr uint8_t kFtmSubsystem = 11;
+
 // Subsystem 11, command 32766: the main map, whole names. Response, 256 bytes: status, first byte of the message,
 // zeros.
 DiagHandler ftm_diag_dispatch;

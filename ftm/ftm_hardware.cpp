@@ -51,10 +51,9 @@ bool contains(const std::string& text, const char* phrase) { return text.find(ph
 
 // The version text of the phone: the table file, or the property where there is none.
 std::string hardware_version_text() {
-    uint32_t length = 0;
-    const UniqueText table(ftm_GetConfFileItem(kHardwareTable, &length));
-    if (length >= 1) {
-        return std::string(table.get()).substr(0, kHardwareTableMax);
+    const NodeText table = read_node(kHardwareTable);
+    if (table.readable()) {
+        return std::string(table.text()).substr(0, kHardwareTableMax);
     }
     char value[PROPERTY_VALUE_MAX] = {};
     (void)property_get("ro.vendor.build.hardware_version", value, "");
@@ -187,13 +186,12 @@ FtmStatus send_ufs_identity(const char* handler, FtmMessage& message) {
 
 // Sends the content of a sensor's result file. Kept: without one the message stays as it is.
 FtmStatus send_sensor_file(const char* handler, const char* path, FtmMessage& message) {
-    uint32_t length = 0;
-    const UniqueText content(ftm_GetConfFileItem(path, &length));
-    if (length < 1) {
+    const NodeText content = read_node(path);
+    if (!content.readable()) {
         return kFtmFailure;
     }
-    ALOGD("%s %s\n", handler, content.get());
-    message.put_text(content.get());
+    ALOGD("%s %s\n", handler, content.text());
+    message.put_text(content.text());
     return kFtmSuccess;
 }
 

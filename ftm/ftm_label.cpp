@@ -201,10 +201,10 @@ int orb_aes128_cbc_decrypt_pkcs7(const LabelKey& key, const Cipher& cipher, unsi
     return 0;
 }
 
-// Length of the text in front of its PKCS#7 padding, or 0 for a bad padding.
+// Length of the text in front of its PKCS#7 padding, or 0 for a bad padding or one without a text.
 size_t unpadded_size(const unsigned char* plain, size_t size) {
     const size_t padding = plain[size - 1];
-    if (padding == 0 || padding > kBlock || padding >= size) {
+    if (padding == 0 || padding > kBlock) {
         return 0;
     }
     const bool good = std::all_of(plain + size - padding, plain + size, [=](unsigned char c) { return c == padding; });

@@ -56,6 +56,9 @@ void restart(const char* name, const char* reason) {
     ALOGD("%s: x\n", name);  // reached only when the phone did not go down
 }
 
+// True when the USB supply's node says that the cable is gone.
+bool reads_removed(const NodeText& online) { return online.readable() && *online.text() == '0'; }
+
 // Writes the one character "1". Negative on failure.
 ssize_t raise_flag(int fd) { return write(fd, "1", 1); }
 
@@ -64,10 +67,9 @@ ssize_t raise_flag(int fd) { return write(fd, "1", 1); }
 int ftm_diag_power_usb_present() {
     ALOGD("%s: e\n", __func__);
     for (;;) {
-        uint32_t len = 0;
-        const UniqueText online(ftm_GetConfFileItem(kUsbOnlineNode, &len));
-        ALOGD("ftm_diag_req_cmd_extendreboot %s\n", online ? online.get() : "(null)");
-        if (len >= 1 && online.get()[0] == '0') {
+        const NodeText online = read_node(kUsbOnlineNode);
+        ALOGD("ftm_diag_req_cmd_extendreboot %s\n", online.text());
+        if (reads_removed(online)) {
             return 1;
         }
         device_sleep(1);
@@ -227,13 +229,11 @@ namespace {
 
 // One reading of the USB supply, logged under `label` when there is one.
 bool usb_reads_removed(const char* label) {
-    uint32_t length = 0;
-    const UniqueText online(ftm_GetConfFileItem(kUsbOnlineNode, &length));
-    if (online == nullptr || length < 1) {
-        return false;
+    const NodeText online = read_node(kUsbOnlineNode);
+    if (online.readable()) {
+        ALOGD("%s %s\n", label, online.text());
     }
-    ALOGD("%s %s\n", label, online.get());
-    return online.get()[0] == '0';
+    return reads_removed(online);
 }
 
 // Opens the node that takes the shipping flag: the factory module's, else the battery driver's.

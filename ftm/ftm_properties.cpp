@@ -29,14 +29,14 @@ bool reads_null(const char* name, const char* property) {
 // Sets the property to the file's content, line end included, or to "null" when there is none.
 void seed_from_file(const char* name, const char* property, const char* file) {
     const std::string path = persist_path(file);
-    uint32_t len = 0;
-    const UniqueText content(ftm_GetConfFileItem(path.c_str(), &len));
-    ALOGD("%s: value_board = %s...\n", name, content ? content.get() : "(null)");
+    const NodeText content = read_node(path.c_str());
+    ALOGD("%s: value_board = %s...\n", name, content.text());
     char value[PROPERTY_VALUE_MAX] = {};
-    if (len < 1) {
-        strcpy(value, "null");
+    if (content.readable()) {
+        memcpy(value, content.text(),
+               std::min<size_t>(content.size, sizeof(value) - 1));  // cut to what a property holds
     } else {
-        memcpy(value, content.get(), std::min<size_t>(len, sizeof(value) - 1));  // cut to what a property holds
+        strcpy(value, "null");
     }
     (void)property_set(property, value);  // nobody to tell at start-up
 }

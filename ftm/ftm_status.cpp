@@ -46,20 +46,6 @@ constexpr FtmStatus kFlagMissing{2};        // the same: there was none
 constexpr FtmStatus kStoreFailed{3};        // "openfanlight": the file or the record
 constexpr size_t kRecordText = 64;          // buffer of a configuration record's text
 
-// Whole content of a file; `readable` is false for an empty or missing one.
-struct NodeText {
-    UniqueText memory;
-    bool readable;
-    const char* text() const { return memory != nullptr ? memory.get() : "(null)"; }
-};
-
-NodeText read_node(const char* path) {
-    uint32_t length = 0;
-    UniqueText memory(ftm_GetConfFileItem(path, &length));
-    const bool readable = memory != nullptr && length >= 1;
-    return {std::move(memory), readable};
-}
-
 // A record of `N` bytes: the first N - 1 argument bytes, whatever the text's length, and a zero.
 template <size_t N>
 std::array<unsigned char, N> padded_record(FtmArgs args) {
@@ -212,21 +198,21 @@ FtmStatus ftm_diag_req_cmd_is_ufs(FtmArgs, FtmMessage& message) {
 FtmStatus ftm_diag_req_cmd_get_battery_status(FtmArgs, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
     const NodeText battery = read_node(kBatteryStatusNode);
-    if (battery.readable) {
+    if (battery.readable()) {
         ALOGE("ftm_diag_req_cmd_get_battery_status %s\n", battery.text());
         message.put(is_charging(battery.text()) ? 1 : 2);
     }
-    return ftm_finish(__func__, battery.readable);
+    return ftm_finish(__func__, battery.readable());
 }
 
 FtmStatus ftm_diag_req_cmd_get_battery_present(FtmArgs, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
     const NodeText present = read_node(kBatteryPresentNode);
-    if (present.readable) {
+    if (present.readable()) {
         ALOGE("ftm_diag_req_cmd_get_battery_present %s\n", present.text());
         message.put_text(present.text());
     }
-    return ftm_finish(__func__, present.readable);
+    return ftm_finish(__func__, present.readable());
 }
 
 FtmStatus ftm_diag_req_cmd_read_factory_flag(FtmArgs, FtmMessage&) {
@@ -289,17 +275,17 @@ FtmStatus ftm_diag_req_cmd_checkcardto(FtmArgs, FtmMessage& message) {
 FtmStatus ftm_diag_req_cmd_checkbreathled(FtmArgs, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
     const NodeText led = read_node(kBreathLedNode);
-    if (led.readable) {
+    if (led.readable()) {
         ALOGE("ftm_diag_req_cmd_checkbreathled %s\n", led.text());
         message.put_text(led.text());
         return ftm_finish(__func__, *led.text() == '1');
     }
     const NodeText rgb = read_node(kLedRgbNode);
     ALOGE("ftm_diag_req_cmd_checkbreathled kelto %s\n", rgb.text());
-    if (rgb.readable) {
+    if (rgb.readable()) {
         message.put(1);  // Kept: the number, where the other node gives the digit.
     }
-    return ftm_finish(__func__, rgb.readable);
+    return ftm_finish(__func__, rgb.readable());
 }
 
 namespace {
@@ -344,7 +330,7 @@ FtmStatus ftm_diag_req_cmd_checkfanlight(FtmArgs, FtmMessage& message) {
     const NodeText file = read_node(kFanLightFile);
     // Kept: "s%" is what the line says.
     ALOGE("s%%: value111 %s, valuecfg %s result %d\n", file.text(), record.data(), result);
-    if (result < 0 || !file.readable) {
+    if (result < 0 || !file.readable()) {
         return ftm_finish(__func__, false);
     }
     ALOGE("s%%: value %s, valuecfg %s\n", file.text(), record.data());

@@ -7,13 +7,13 @@
 #include <cstring>
 #include <string>
 
+#include "ftm/ftm_dispatch.h"
 #include "packet/diag_packet.h"
 #include "platform/include/log.h"
 #include "support/files.h"
 
 namespace {
 
-constexpr uint8_t kSubsystem = 11;
 constexpr uint16_t kCommand = 54;
 constexpr const char* kGadgetNode = "/sys/class/android_usb/android0/iSerial";
 constexpr const char* kCmdline = "/proc/cmdline";
@@ -95,12 +95,13 @@ constexpr DiagDispatchEntry usb_serialno_entries[] = {
 
 }  // namespace
 
-const DiagDispatchTable usb_serialno_table = diag_table(kSubsystem, usb_serialno_entries);
+const DiagDispatchTable usb_serialno_table = diag_table(kFtmSubsystem, usb_serialno_entries);
 
 void* get_usb_serialno(const void* /*request*/, uint16_t /*length*/) {
     std::string serial = gadget_serial(__func__);
     const auto size = static_cast<unsigned>(serial.size()) + kResponseBase;
-    uint8_t* rsp = subsystem_response(kSubsystem, kCommand, size, {"ftm_read_file", ": diagpkt_subsys_alloc failed"});
+    uint8_t* rsp =
+        subsystem_response(kFtmSubsystem, kCommand, size, {"ftm_read_file", ": diagpkt_subsys_alloc failed"});
     if (rsp == nullptr) {
         return nullptr;
     }

@@ -78,7 +78,7 @@ void operate(FuzzInput* input) {
         case 4:
             return (void)unsetcfgbyname(name);
         case 5:
-            return (void)dumpbyarea(input->byte() % 4);
+            return (void)vendorcfg_dumpbyarea(input->byte() % 4);
         case 6:
             return (void)factoryclean();
         case 7:

@@ -149,12 +149,12 @@ void* serve(const char* name, const ShellTest& test) {
 }
 
 constexpr DiagDispatchEntry nfc_entries[] = {
-    {8, 8, guarded<ftm_diag_nfc_dispatch>},
-    {9, 9, guarded<ftm_diag_closenfc_dispatch>},
-    {7, 7, guarded<ftm_diag_swptestnfc_dispatch>},
+    {kReadCard.cmd_code, kReadCard.cmd_code, guarded<ftm_diag_nfc_dispatch>},
+    {kCloseNfc.cmd_code, kCloseNfc.cmd_code, guarded<ftm_diag_closenfc_dispatch>},
+    {kSwpTest.cmd_code, kSwpTest.cmd_code, guarded<ftm_diag_swptestnfc_dispatch>},
 };
 constexpr DiagDispatchEntry audio_entries[] = {
-    {4, 4, guarded<ftm_diag_audio_dispatch>},
+    {kAudioOn.cmd_code, kAudioOn.cmd_code, guarded<ftm_diag_audio_dispatch>},
 };
 
 // Each dispatcher's own header, for its recovery from an over-long request.

@@ -164,6 +164,12 @@ char* ftm_GetConfFileItem(const char* path, uint32_t* len) {
     return file_item_read(file, len, FileItemTrace::kStdout);
 }
 
+NodeText read_node(const char* path) {
+    NodeText node = {};
+    node.memory.reset(ftm_GetConfFileItem(path, &node.size));
+    return node;
+}
+
 int ftm_diag_delete_file(const char* path) {
     ALOGE("1Enter delete_file\n");
     if (path == nullptr) {

@@ -31,6 +31,15 @@ char* GetConfFileItem(const char* path, uint32_t* len);
 // The same, with its progress on standard output.
 char* ftm_GetConfFileItem(const char* path, uint32_t* len);
 
+// What a node holds, by ftm_GetConfFileItem: `readable` is false for an empty or missing one.
+struct NodeText {
+    UniqueText memory;
+    uint32_t size;
+    bool readable() const { return memory != nullptr && size >= 1; }
+    const char* text() const { return memory != nullptr ? memory.get() : "(null)"; }  // as the log shows it
+};
+NodeText read_node(const char* path);
+
 // Removes a file. Returns 0 when it is gone or was not there, 1 for a null path or a failed removal.
 int ftm_diag_delete_file(const char* path);
 

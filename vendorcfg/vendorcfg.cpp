@@ -54,13 +54,13 @@ char reservedcfgvalue[kReservedCount][kCfgValueSize];
 bool read_current(int times = 1) {
     bool current = true;
     for (int i = 0; i < times; ++i) {
-        current = read_image(workbuffer) == CfgTransfer::kWhole && current;
+        current = read_image(vendorcfg_workbuffer) == CfgTransfer::kWhole && current;
     }
     return current;
 }
 
 // The callers of this store never learn of a failed write; its line stands in the log.
-void write_back(bool current) { (void)write_image(workbuffer, current); }
+void write_back(bool current) { (void)write_image(vendorcfg_workbuffer, current); }
 
 // A value field as terminated text.
 struct ValueText {
@@ -74,7 +74,7 @@ const CfgRecord* look_up(const char* name, bool* current) {
         return nullptr;
     }
     *current = read_current() && *current;
-    return cfg_find(workbuffer, kWholeTable, name);
+    return cfg_find(vendorcfg_workbuffer, kWholeTable, name);
 }
 
 // As cfg_get. A failed reading clears `*current`.
@@ -96,7 +96,7 @@ int get_value(const char* name, char* out, const char* default_value, bool* curr
 // Zeroes the first valid record of that name in the range. False when there is none, which has been logged.
 bool unset_in(CfgRange range, const char* name) {
     bool current = read_current();
-    CfgRecord* const record = cfg_find(workbuffer, range, name);
+    CfgRecord* const record = cfg_find(vendorcfg_workbuffer, range, name);
     current = read_current() && current;
     if (record == nullptr) {
         ALOGI("ERROR:can not unset %s, not found!\n", name);
@@ -112,13 +112,13 @@ void move_to_secure_area(const char* name) {
     if (!read_current()) {
         return;  // a value from an old image must not replace anything
     }
-    const CfgRecord* const old = cfg_find(workbuffer, cfg_area_range(kCfgAreaCommon), name);
+    const CfgRecord* const old = cfg_find(vendorcfg_workbuffer, cfg_area_range(kCfgAreaCommon), name);
     if (old == nullptr) {
         return;
     }
     const ValueText value(*old);
     (void)read_current();
-    if (cfg_find(workbuffer, cfg_area_range(kCfgAreaSecure), name) == nullptr) {
+    if (cfg_find(vendorcfg_workbuffer, cfg_area_range(kCfgAreaSecure), name) == nullptr) {
         (void)setcfgbynamearea(name, value.text, kCfgAreaSecure);  // a full area has been logged
     }
     (void)unset_in(cfg_area_range(kCfgAreaCommon), name);  // a miss has been logged
@@ -144,7 +144,7 @@ CfgRecord* getcfgbyname(const char* name) { return checkcfgname(name) == 1 ? fin
 
 CfgRecord* findcfgbyname(const char* name) {
     (void)read_current();  // a failed reading shows as a miss
-    return cfg_find(workbuffer, kWholeTable, name);
+    return cfg_find(vendorcfg_workbuffer, kWholeTable, name);
 }
 
 int cfg_get(const char* name, char* out, const char* default_value) {
@@ -174,17 +174,17 @@ int setcfgbyname(const char* name, const char* value) { return setcfgbynamearea(
 int setcfgbynamearea(const char* name, const char* value, int area) {
     const CfgRange range = cfg_area_range(area);
     bool current = read_current();
-    if (CfgRecord* const record = cfg_find(workbuffer, range, name)) {
+    if (CfgRecord* const record = cfg_find(vendorcfg_workbuffer, range, name)) {
         current = read_current() && current;
         cfg_put_texts(record, name, value);
         write_back(current);
         return 1;
     }
     current = read_current(2) && current;
-    CfgRecord* const slot = cfg_find_free(workbuffer, range);
+    CfgRecord* const slot = cfg_find_free(vendorcfg_workbuffer, range);
     if (slot == nullptr) {
         ALOGI("FATAL ERROR:cfgdata area is full!\n");
-        (void)dumpbyarea(area);
+        (void)vendorcfg_dumpbyarea(area);
         return -1;
     }
     (void)insertnewcfg_incache(slot, name, value);  // Kept: without a name or value the unchanged image is written
@@ -202,15 +202,15 @@ int insertnewcfg_incache(CfgRecord* record, const char* name, const char* value)
 
 int unsetcfgbyname(const char* name) { return unset_in(kWholeTable, name) ? 1 : -1; }
 
-int dump() { return dumpbyarea(kCfgAreaAll); }
+int vendorcfg_dump() { return vendorcfg_dumpbyarea(kCfgAreaAll); }
 
-int dumpbyarea(int area) {
+int vendorcfg_dumpbyarea(int area) {
     const CfgRange range = cfg_area_range(area);
     (void)read_current();  // a failed reading has been logged
     ALOGI("MAXCOUNT = %d\n", static_cast<int>(range.count));
     ALOGI("===========================================\n");
     for (size_t i = range.first; i < range.first + range.count; ++i) {
-        const CfgRecord& record = cfg_records(workbuffer)[i];
+        const CfgRecord& record = cfg_records(vendorcfg_workbuffer)[i];
         if (cfg_record_valid(record)) {
             ALOGI("Valid Data: name=%.32s; head=%.32s; str=%.32s;  signature=%.32s\n", record.name, record.head,
                   record.str, record.signature);
@@ -229,15 +229,15 @@ int factoryclean() {
         (void)get_value(reservedcfgname[i], reservedcfgvalue[i], kNotDefined, &current);
     }
     // The end state is composed in memory and written once: a process that dies here never loses a reserved record.
-    memset(workbuffer, 0, sizeof(workbuffer));
+    memset(vendorcfg_workbuffer, 0, sizeof(vendorcfg_workbuffer));
     int result = 0;
     for (size_t i = 0; i < kReservedCount; ++i) {
         result = 0;
         if (memcmp(reservedcfgvalue[i], kNotDefined, sizeof(kNotDefined)) != 0) {
             char value[kCfgValueSize + 1] = {};
             memcpy(value, reservedcfgvalue[i], kCfgValueSize);
-            result = insertnewcfg_incache(cfg_find_free(workbuffer, cfg_area_range(kCfgAreaCommon)), reservedcfgname[i],
-                                          value);
+            result = insertnewcfg_incache(cfg_find_free(vendorcfg_workbuffer, cfg_area_range(kCfgAreaCommon)),
+                                          reservedcfgname[i], value);
         }
     }
     write_back(current);

@@ -30,8 +30,8 @@ int unsetcfgbyname(const char* name);
 int insertnewcfg_incache(CfgRecord* record, const char* name, const char* value);
 int checkcfgname(const char* name);
 int checkdatavalid(const CfgRecord* record);
-int dump();
-int dumpbyarea(int area);
+int vendorcfg_dump();
+int vendorcfg_dumpbyarea(int area);
 
 // Erases every record but the reserved ones.
 int factoryclean();

@@ -85,7 +85,7 @@ bool number_after(const char* line, std::string_view prefix, int32_t* number) {
 }
 }  // namespace
 
-uint8_t workbuffer[kVendorcfgImageSize];
+uint8_t vendorcfg_workbuffer[kVendorcfgImageSize];
 const char* vendorcfg_blk_path = kDefaultPath;
 int32_t blk_majorid = 0;
 int32_t blk_minorid = 0;
@@ -132,22 +132,22 @@ CfgTransfer write_image(const uint8_t* buffer, bool current) {
     return result;
 }
 
-int restore(uint8_t* buffer) { return read_image(buffer) == CfgTransfer::kWhole ? 0 : -1; }
+int vendorcfg_restore(uint8_t* buffer) { return read_image(buffer) == CfgTransfer::kWhole ? 0 : -1; }
 
-int save(const uint8_t* buffer) { return write_image(buffer, true) == CfgTransfer::kWhole ? 0 : -1; }
+int vendorcfg_save(const uint8_t* buffer) { return write_image(buffer, true) == CfgTransfer::kWhole ? 0 : -1; }
 
-int pl_restore(uint8_t* buffer) { return restore(buffer); }
+int vendorcfg_pl_restore(uint8_t* buffer) { return vendorcfg_restore(buffer); }
 
-int pl_save(const uint8_t* buffer) { return save(buffer); }
+int vendorcfg_pl_save(const uint8_t* buffer) { return vendorcfg_save(buffer); }
 
-int cleancfg() {
-    memset(workbuffer, 0, sizeof(workbuffer));
-    const int result = save(workbuffer);
+int vendorcfg_clean() {
+    memset(vendorcfg_workbuffer, 0, sizeof(vendorcfg_workbuffer));
+    const int result = vendorcfg_save(vendorcfg_workbuffer);
     ALOGI("Clean vendorcfg done!\n");
     return result;
 }
 
-int checksize() { return 1; }
+int vendorcfg_checksize() { return 1; }
 
 int try_uevent(const char* path) {
     const UniqueStream file(device_fopen(path, "re"));

@@ -8,17 +8,17 @@ constexpr size_t kVendorcfgImageSize = 8192;  // bytes of the store image
 constexpr long kVendorcfgImageOffset = 4096;  // where it begins on the partition
 
 // The one in-memory copy of the image; every record operation reads it anew and writes it back.
-extern uint8_t workbuffer[kVendorcfgImageSize];
+extern uint8_t vendorcfg_workbuffer[kVendorcfgImageSize];
 extern const char* vendorcfg_blk_path;
 extern int32_t blk_majorid;
 extern int32_t blk_minorid;
 
 // Reads the image into `buffer` (kVendorcfgImageSize bytes). 0, or -1 when less than the whole was read.
-int restore(uint8_t* buffer);
+int vendorcfg_restore(uint8_t* buffer);
 // Writes the image. 0, or -1 when less than the whole was written.
-int save(const uint8_t* buffer);
-int pl_restore(uint8_t* buffer);
-int pl_save(const uint8_t* buffer);
+int vendorcfg_save(const uint8_t* buffer);
+int vendorcfg_pl_restore(uint8_t* buffer);
+int vendorcfg_pl_save(const uint8_t* buffer);
 
 // What became of one transfer of the image.
 enum class CfgTransfer {
@@ -27,16 +27,16 @@ enum class CfgTransfer {
     kRefused,  // no device, or locked by another process: nothing was looked at
 };
 
-// As restore, telling a short transfer from a refused one.
+// As vendorcfg_restore, telling a short transfer from a refused one.
 CfgTransfer read_image(uint8_t* buffer);
-// As save. With `current` false the lock is still asked for but nothing is written, so that an image that was composed
-// without a look at the partition never replaces the records there.
+// As vendorcfg_save. With `current` false the lock is still asked for but nothing is written, so that an image that was
+// composed without a look at the partition never replaces the records there.
 CfgTransfer write_image(const uint8_t* buffer, bool current);
 
 // Empties the whole store.
-int cleancfg();
+int vendorcfg_clean();
 // Always 1.
-int checksize();
+int vendorcfg_checksize();
 // Points vendorcfg_blk_path at the first candidate that exists; changes nothing when there is none.
 void get_valid_blk_path();
 

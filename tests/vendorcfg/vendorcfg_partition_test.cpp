@@ -23,40 +23,40 @@ class VendorcfgPartition : public PhoneTest {
 TEST_F(VendorcfgPartition, OnlyTheImageIsReadAndWritten) {
     make_partition(kFirst);
     uint8_t image[kVendorcfgImageSize];
-    EXPECT_EQ(restore(image), 0);
+    EXPECT_EQ(vendorcfg_restore(image), 0);
     EXPECT_EQ(image[0], 0x5a);
     memset(image, 0xC3, sizeof(image));
-    EXPECT_EQ(pl_save(image), 0);
+    EXPECT_EQ(vendorcfg_pl_save(image), 0);
     const std::string bytes = read_file_text(kFirst);
     EXPECT_EQ(bytes,
               std::string(4096, '\x5a') + std::string(kVendorcfgImageSize, '\xC3') + std::string(16384 - kEnd, '\x5a'));
     expect_log_only({});
-    EXPECT_EQ(checksize(), 1);
-    cleancfg();
+    EXPECT_EQ(vendorcfg_checksize(), 1);
+    vendorcfg_clean();
     expect_log_only({I("Clean vendorcfg done!")});
-    EXPECT_EQ(pl_restore(image), 0);
+    EXPECT_EQ(vendorcfg_pl_restore(image), 0);
     EXPECT_EQ(std::string(image, image + sizeof(image)), std::string(sizeof(image), '\0'));
 }
 
 TEST_F(VendorcfgPartition, TheChosenDeviceIsKeptWhileItExists) {
     uint8_t image[kVendorcfgImageSize];
     make_partition(kSecond);
-    EXPECT_EQ(restore(image), 0);
+    EXPECT_EQ(vendorcfg_restore(image), 0);
     EXPECT_STREQ(vendorcfg_blk_path, kSecond);
     make_partition(kFirst);
-    EXPECT_EQ(restore(image), 0);
+    EXPECT_EQ(vendorcfg_restore(image), 0);
     EXPECT_STREQ(vendorcfg_blk_path, kSecond);
     get_valid_blk_path();
     EXPECT_STREQ(vendorcfg_blk_path, kFirst);
     remove(kFirst);
     remove(kSecond);
     get_valid_blk_path();
-    EXPECT_EQ(restore(image), -1);
-    EXPECT_EQ(save(image), -1);
+    EXPECT_EQ(vendorcfg_restore(image), -1);
+    EXPECT_EQ(vendorcfg_save(image), -1);
     expect_log_only(
         {I("Open file(/dev/block/by-name/orbcfg) failed"), I("Open file(/dev/block/by-name/orbcfg) failed")});
     make_partition(kNode);  // the last candidate
-    EXPECT_EQ(restore(image), 0);
+    EXPECT_EQ(vendorcfg_restore(image), 0);
     EXPECT_STREQ(vendorcfg_blk_path, kNode);
 }
 
@@ -66,9 +66,9 @@ TEST_F(VendorcfgPartition, ALockOfAnotherProcessRefusesAndTouchesNothing) {
     ASSERT_TRUE(holder.held());
     const std::string before = read_file_text(kFirst);
     uint8_t image[kVendorcfgImageSize] = {7};
-    EXPECT_EQ(restore(image), -1);
+    EXPECT_EQ(vendorcfg_restore(image), -1);
     EXPECT_EQ(image[0], 7);
-    EXPECT_EQ(save(image), -1);
+    EXPECT_EQ(vendorcfg_save(image), -1);
     expect_log_only({I("restore: file is locked by other process!"), I("save: file is locked by other process!")});
     EXPECT_EQ(read_file_text(kFirst), before);
 }
@@ -76,11 +76,11 @@ TEST_F(VendorcfgPartition, ALockOfAnotherProcessRefusesAndTouchesNothing) {
 TEST_F(VendorcfgPartition, ATransferThatIsNotWholeFails) {
     uint8_t image[kVendorcfgImageSize] = {};
     make_partition(kFirst, 4096 + 10);
-    EXPECT_EQ(restore(image), -1);
+    EXPECT_EQ(vendorcfg_restore(image), -1);
     EXPECT_EQ(image[9], 0x5a);
     remove(kFirst);
     link_to_full(kFirst);
-    EXPECT_EQ(save(image), -1);
+    EXPECT_EQ(vendorcfg_save(image), -1);
     remove(kFirst);
     make_partition(kFirst);
     EXPECT_EQ(write_image(image, false), CfgTransfer::kShort);  // composed without a look: never written

@@ -138,7 +138,7 @@ TEST_F(VendorCfg, AFullAreaRefusesAndIsDumped) {
                            ";  signature=cfg-signature-is-here"));
     EXPECT_EQ(cfg_set("secure.user.id", "v"), 1);  // the other area has room
     clear_log();
-    dump();
+    vendorcfg_dump();
     EXPECT_EQ(log().size(), 2U + 64U);
     EXPECT_EQ(log()[0], I("MAXCOUNT = 64"));
     EXPECT_EQ(log()[65], I("Invalid Data: name=; head=; str=; signature="));
