@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -38,6 +40,13 @@ bool is_ipv4(const std::string& host) {
     return host == "localhost" || inet_pton(AF_INET, host.c_str(), &parsed) == 1;
 }
 
+bool is_host_name(const std::string& host) {
+    constexpr size_t kLongest = 253;
+    return !host.empty() && host.size() <= kLongest && host[0] != '-' &&
+           std::all_of(host.begin(), host.end(),
+                       [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '.' || c == '_'; });
+}
+
 // An IPv6 address, with or without a zone ("fe80::1%eth0").
 bool is_ipv6(const std::string& host) {
     in6_addr parsed{};
@@ -45,7 +54,7 @@ bool is_ipv6(const std::string& host) {
 }
 
 // Empty, or what is wrong with the HOST:PORT in `rest`.
-std::string tcp_parse(const std::string& rest, Address* address) {
+std::string tcp_parse(const std::string& rest, AddressHosts hosts, Address* address) {
     const bool bracketed = !rest.empty() && rest[0] == '[';
     const size_t host_end = bracketed ? rest.find(']') : rest.rfind(':');
     const size_t colon = bracketed && host_end != std::string::npos ? host_end + 1 : host_end;
@@ -54,7 +63,10 @@ std::string tcp_parse(const std::string& rest, Address* address) {
     }
     address->kind = AddressKind::kTcp;
     address->host = bracketed ? rest.substr(1, host_end - 1) : rest.substr(0, host_end);
-    if (bracketed ? !is_ipv6(address->host) : !is_ipv4(address->host)) {
+    if (hosts == AddressHosts::kNamesToo && !bracketed && !is_host_name(address->host)) {
+        return "no host name or IPv4 address (an IPv6 address needs brackets)";
+    }
+    if (bracketed ? !is_ipv6(address->host) : hosts == AddressHosts::kNumbers && !is_ipv4(address->host)) {
         return bracketed ? "no IPv6 address in the brackets" : "no IPv4 address (an IPv6 address needs brackets)";
     }
     if (!port_parse(rest.substr(colon + 1), &address->port)) {
@@ -63,9 +75,9 @@ std::string tcp_parse(const std::string& rest, Address* address) {
     return "";
 }
 
-std::string parse(const std::string& text, Address* address) {
+std::string parse(const std::string& text, AddressHosts hosts, Address* address) {
     if (text.rfind("tcp:", 0) == 0) {
-        return tcp_parse(text.substr(4), address);
+        return tcp_parse(text.substr(4), hosts, address);
     }
     for (const PathKind& form : kPathKinds) {
         const std::string prefix = form.prefix;
@@ -80,9 +92,9 @@ std::string parse(const std::string& text, Address* address) {
 
 }  // namespace
 
-bool address_parse(const std::string& text, Address* address, std::string* error) {
+bool address_parse(const std::string& text, Address* address, std::string* error, AddressHosts hosts) {
     *address = Address{};
-    *error = parse(text, address);
+    *error = parse(text, hosts, address);
     return error->empty();
 }
 

@@ -16,8 +16,12 @@ struct Address {
     std::string port;  // kTcp, decimal
 };
 
+// Who may stand behind tcp: a service listens at its own numbers, a client may know it by a name.
+enum class AddressHosts { kNumbers, kNamesToo };
+
 // Parses one address. False: `error` says what is wrong with it, in one line that does not repeat the text.
-bool address_parse(const std::string& text, Address* address, std::string* error);
+bool address_parse(const std::string& text, Address* address, std::string* error,
+                   AddressHosts hosts = AddressHosts::kNumbers);
 
 // The text that address_parse reads back.
 std::string address_text(const Address& address);

@@ -8,7 +8,7 @@ wanted=
 foreign=
 for use in "$@"; do
     case $use in
-        build) wanted="$wanted g++ cmake python3 ninja-build libxml2-dev libssl-dev libgtest-dev libcli11-dev
+        build) wanted="$wanted g++ cmake python3 ninja-build libxml2-dev libssl-dev libgtest-dev
             nlohmann-json3-dev libedit-dev" ;;
         bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;

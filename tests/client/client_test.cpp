@@ -91,6 +91,10 @@ TEST(ClientTest, NothingIsSentForAWrongCommandLine) {
         {{"--nonsense"}, "--nonsense"},
         {{"battery", "--key", "x"}, "belongs to 'unlock'"},
         {{"battery", "-t", "soon"}, "--timeout"},
+        {{"battery", "--timeout"}, "--timeout wants a TIME"},
+        {{"battery", "--timeout="}, "--timeout wants a TIME"},
+        {{"battery", "-jq5"}, "no option '-5'"},
+        {{"battery", "--json=1"}, "takes no value"},
         {{}, "the command is missing"},
     };
     for (const auto& entry : kCases) {
@@ -108,8 +112,9 @@ TEST(ClientTest, UnreachableAddressesAreOneSentenceAndStatusThree) {
     const struct {
         const char* address;
         int status;
-    } kCases[] = {{"unix:/nowhere/diag", 3}, {"tcp:127.0.0.1:1", 3}, {"tcp:[::1]:1", 3}, {"tty:/nowhere", 3},
-                  {"tty:/etc/hostname", 3},  {"tty:/tmp", 3},        {"phone", 2},       {"tcp:127.0.0.1", 2}};
+    } kCases[] = {{"unix:/nowhere/diag", 3},   {"tcp:127.0.0.1:1", 3}, {"tcp:[::1]:1", 3}, {"tty:/nowhere", 3},
+                  {"tty:/etc/hostname", 3},    {"tty:/tmp", 3},        {"phone", 2},       {"tcp:127.0.0.1", 2},
+                  {"tcp:nobody.invalid:1", 3}, {"tcp:a b:1", 2}};
     for (const auto& entry : kCases) {
         const ClientRun run = run_client({"-c", entry.address, "-t", "1s", "version"});
         EXPECT_EQ(run.status, entry.status) << entry.address << run.err;
@@ -140,6 +145,17 @@ TEST(ClientTest, RawTakesWordsAFileOrStandardInputAndPrintsTheAnswersBytes) {
     EXPECT_EQ(raw({}, "29 7e 7d 01"), "29 7e 7d 01\n");
     for (const Bytes& request : echo.requests()) {
         EXPECT_EQ(hex_text(request), "297e7d01");
+    }
+}
+
+// No word means anything but itself.
+TEST(ClientTest, ArgumentsAreSentAsTheyAreTyped) {
+    FakePeer peer(always(frame(kUfsAnswer)));
+    for (const char* word : {"[B1]", "[k,v]", "", "%%", "a=b", "--x"}) {
+        const ClientRun run = run_client({"-jc", peer.address(), "ftm", "StoreBoardNum", "--", word});
+        EXPECT_EQ(run.status, 0) << run.err;
+        const Bytes request = peer.requests().back();
+        EXPECT_EQ(std::string(request.begin() + 18, request.end() - 1), word);
     }
 }
 

@@ -77,7 +77,10 @@ class WholePhoneTest : public testing::Test {
         words.insert(words.begin(), {"-c", address(), "-t", "30s"});
         return run_client(words);
     }
-    ClientRun run_plan(const std::string& name) const { return vdiag({"run", plan(name)}); }
+    ClientRun run_plan(const std::string& name, std::vector<std::string> given = {}) const {
+        given.insert(given.begin(), {"run", plan(name)});
+        return vdiag(given);
+    }
 
     std::string directory_;
     std::string root_;
@@ -98,9 +101,20 @@ TEST_F(WholePhoneTest, SmokePlanPasses) {
 
 TEST_F(WholePhoneTest, ProvisioningPlanPassesTwice) {
     boot();
-    const ClientRun run = run_plan("provisioning");
+    const std::vector<std::string> given = {"board=B0123456789",
+                                            "wifi=02:00:5e:10:00:01",
+                                            "bluetooth=02:00:5e:10:00:02",
+                                            "imei=004999010640000",
+                                            "label=CTA-2024-0123456",
+                                            "device=DEVICE01",
+                                            "keybox=" VENDORDIAG_SOURCE_DIR "/docs/plans/keybox.xml",
+                                            "widevine=5a*120+6b626f78+00*4",
+                                            "signature=5a*256",
+                                            "esim=0123456789",
+                                            "key=" VENDORDIAG_SOURCE_DIR "/keys/auth_dev_private.pem"};
+    const ClientRun run = run_plan("provisioning", given);
     EXPECT_EQ(run.status, 0) << run.out << run.err;
-    const ClientRun again = run_plan("provisioning");
+    const ClientRun again = run_plan("provisioning", given);
     EXPECT_EQ(again.status, 0) << again.out << again.err;
 }
 

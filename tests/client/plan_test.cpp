@@ -34,6 +34,36 @@ TEST(PlanTest, MistakesAreFoundWithTheirLineBeforeAnythingIsSent) {
         {"ftm WriteVC 'a b\n", "a ' is not closed"},
         {"=> status=0\n", "nothing stands before"},
         {"battery --key x\n", "belongs to"},
+        {"\xEF\xBB\xBFversion\r\nftm WriteVC a [b,c]\r\nftm WriteVC -- --a -b\n", ""},
+        {"battery --timeout=2s -r3\nraw 63 => error=19 rest=00\nftm NoName -m ext x => status=255\n", ""},
+        {"set m 00:11:22:33:44:55\nftm WriteWifimac $m\nftm ReadWifimac => mac=$m keep mac\nset n $mac\n"
+         "ftm WriteWifimac $n\n",
+         ""},
+        {"info get a b => A=1 length>4 keep b\ncsr fetch => bytes>0 message~.\nkeybox open write => handle=-1\n", ""},
+        {"default given soon\nwait 1s\n", ""},
+        {"", "p: the plan is empty"},
+        {"# nothing\n", "p: the plan is empty"},
+        {"\xFF\xFEv\n", "p: UTF-16"},
+        {"run x.plan\n", "'run' is no request"},
+        {"rtn refurbish --connect tcp:b:1\n", "--connect holds for the whole program"},
+        {"battery -x\n", "-x holds for"},
+        {"battery -t soon\n", "--timeout takes"},
+        {"battery --retry zzz\n", "--retry takes"},
+        {"battery => capacty=5\n", "no field 'capacty'; did you mean 'capacity'?"},
+        {"battery => keep capacty\n", "no field 'capacty'"},
+        {"battery => capacity=256\n", "capacity is never '256'"},
+        {"version => status=0\n", "no field 'status'"},
+        {"ftm UFS => storage=ups\n", "never 'ups'"},
+        {"ftm ReadWifimac => mac=00:11\n", "never '00:11'"},
+        {"ftm ReadCountryCode => code=TOOLONG\n", "never 'TOOLONG'"},
+        {"ftm ReadWifimac => mac>5\n", "compares no numbers"},
+        {"info get a => b=1\n", "no field 'b'"},
+        {"set m 00:11\nftm ReadWifimac\nftm WriteWifimac $m\n", "p:3: WriteWifimac: mac"},
+        {"battery => keep capacity as c\nftm WriteVCC c $c\n", "p:2: ftm: no command"},
+        {"csr fetch x\n", "csr fetch takes [--generate]"},
+        {"raw\n", "no standard input"},
+        {"set given 2\n", "given on the command line"},
+        {"battery => silence within 2s\n", "silence stands alone"},
     };
     for (const auto& entry : kCases) {
         const std::string error = parse_error(entry.content);
@@ -120,6 +150,32 @@ TEST_F(PlanRunTest, ResultsAreATableASummaryAndAStatus) {
     EXPECT_NE(bad.out.find("1 passed, 1 failed, 0 skipped"), std::string::npos);
     EXPECT_NE(run("ftm ReadSWVer => flag=99\nftm ReadSWVer\n", {"--stop"}).out.find("1 failed, 1 skipped"),
               std::string::npos);
+}
+
+// A phone that is slow, then away, then right; and one that never is.
+TEST_F(PlanRunTest, WithinOutlivesTimeOutsAndEndsInTime) {
+    unsigned asked = 0;
+    FakePeer slow([&](const Bytes&, bool* hang_up) {
+        *hang_up = ++asked == 2;
+        return asked < 3 ? Bytes() : frame({75, 11, 254, 127, 0, static_cast<uint8_t>(asked)});
+    });
+    plan_.write("ftm ReadSWVer => flag=4 within 20s\n");
+    const ClientRun good = run_client({"-c", slow.address(), "-t", "100ms", "run", plan_.path()});
+    EXPECT_EQ(good.status, 0) << good.out;
+    EXPECT_EQ(asked, 4U);
+    plan_.write("ftm ReadSWVer => flag=1 within 300ms\nftm ReadSWVer => flag=2 within 300ms\n");
+    FakePeer silent([](const Bytes&, bool*) { return Bytes(); });
+    const ClientRun bad = run_client({"-c", silent.address(), "-t", "60s", "run", plan_.path()});
+    EXPECT_NE(bad.out.find("2 failed"), std::string::npos) << bad.out;
+    plan_.write("reconnect 300ms\n");
+    EXPECT_EQ(run_client({"-c", silent.address(), "-t", "60s", "run", plan_.path()}).status, 3);
+    EXPECT_LT(bad.seconds, 20);
+}
+
+TEST_F(PlanRunTest, ANameThatNoPlanTakesIsRefused) {
+    EXPECT_EQ(run("default mac 00:11:22:33:44:55\nftm WriteWifimac $mac\n", {"mca=02:00:00:00:00:01"}).status, 2);
+    EXPECT_EQ(run("ftm ReadSWVer\n", {"here=/tmp"}).status, 2);
+    EXPECT_EQ(peer_.connections(), 0U);
 }
 
 TEST_F(PlanRunTest, ALostConnectionFailsItsLineAndTheNextLineConnectsAgain) {

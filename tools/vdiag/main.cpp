@@ -36,15 +36,8 @@ Style style_of(const Invocation& invocation) {
 bool configure(const Invocation& invocation, Session* session, Failure* failure) {
     session->address = invocation.connect.empty() ? default_address() : invocation.connect;
     session->quiet = invocation.quiet;
-    const auto timeout = milliseconds_parse(invocation.timeout.empty() ? "10s" : invocation.timeout);
-    const auto retries = number_parse(invocation.retry.empty() ? "0" : invocation.retry);
-    if (!timeout || !retries || *retries > 1000) {
-        *failure = {kExitUsage,
-                    !timeout ? "--timeout takes a time such as 2s or 300ms" : "--retry takes a number up to 1000"};
-        return false;
-    }
-    session->timeout_ms = *timeout;
-    session->retries = static_cast<unsigned>(*retries);
+    session->timeout_ms = milliseconds_parse(invocation.timeout).value_or(session->timeout_ms);
+    session->retries = static_cast<unsigned>(number_parse(invocation.retry).value_or(0));
     std::string error;
     if (!invocation.pcap.empty() && !pcap_open(invocation.pcap, &session->pcap, &error)) {
         *failure = {kExitFailure, error};
@@ -138,7 +131,7 @@ int run_prompt(Session* session, const Invocation& options) {
     prompt_loop([&](const std::vector<std::string>& words) {
         Invocation line;
         std::string error;
-        if (!invocation_parse(words, &line, &error)) {
+        if (!invocation_parse(words, LineOf::kPrompt, &line, &error)) {
             warn(error);
             return;
         }
@@ -154,7 +147,7 @@ int run(const std::vector<std::string>& arguments) {
     Invocation invocation;
     Session session;
     Failure failure;
-    if (!invocation_parse(arguments, &invocation, &failure.text)) {
+    if (!invocation_parse(arguments, LineOf::kProgram, &invocation, &failure.text)) {
         return fail({kExitUsage, failure.text});
     }
     if (!configure(invocation, &session, &failure)) {

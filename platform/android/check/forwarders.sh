@@ -37,7 +37,10 @@ done
 ask run docs/plans/smoke.plan >"$work/smoke" || fail "smoke.plan: $(cat "$work/smoke")"
 # TokBackup's directory has no search bit: without DAC_OVERRIDE it cannot be entered (docs/porting.md).
 sed /TokBackup/d docs/plans/provisioning.plan >"$work/provisioning.plan"
-ask run "$work/provisioning.plan" key="$PWD/keys/auth_dev_private.pem" keybox="$PWD/docs/plans/keybox.xml" >"$work/plan" ||
+ask run "$work/provisioning.plan" board=B0123456789 wifi=02:00:5e:10:00:01 bluetooth=02:00:5e:10:00:02 \
+    imei=004999010640000 label=CTA-2024-0123456 device=DEVICE01 keybox="$PWD/docs/plans/keybox.xml" \
+    widevine='5a*120+6b626f78+00*4' signature='5a*256' esim=0123456789 key="$PWD/keys/auth_dev_private.pem" \
+    >"$work/plan" ||
     fail "provisioning.plan: $(cat "$work/plan")"
 
 found=$(ask ftm GetNfcCplc 2>&1)

@@ -88,7 +88,7 @@ constexpr Command kRows[] = {
     {"imei sign",               sub(253, 20),       kWrites, "signature:bytes(256)", "status:u32", "0 done|3 not stored", "@signature.bin", "store the signature of the IMEI"},
     {"imei sign-status",        sub(253, 21),       kReads,  "", "status:u32 unsigned:u32{no=0,yes=1}", "0 done|1 bad length", "", "is a signature of the IMEI stored?"},
     {"imei sign-clear",         sub(253, 22),       kWrites, "", "status:u32", kDone, "", "erase the signature and every other record that is not reserved"},
-    {"operation",               sub(253, 23),       kReads,  "type:u32", "status:u32 answer:u32", kDone, "1", "is an operation type supported?"},
+    {"operation",               sub(253, 23),       kReads,  "type:u32", "status:u32 supported:u32", kDone, "1", "is an operation type supported?"},
     {"keybox open",             sub(253, 24),       kWrites, "mode:u32{write=1}", "handle:i32 status:u32", "0 done|3 the keybox file cannot be opened", "write", "open the keybox file on the phone"},
     {"keybox close",            sub(253, 25),       kWrites, "handle:u32", "status:u32", "0 done|3 bad handle", "7", "close the keybox file"},
     {"keybox write",            sub(253, 26),       kWrites, "handle:u32 offset:u32 data:bytes", "handle:i32 offset:u32 written:i32 status:u32", "0 done|3 bad handle or offset, or a failed write", "7 0 @keybox.xml", "write a piece of the keybox file"},

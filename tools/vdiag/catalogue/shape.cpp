@@ -110,6 +110,15 @@ bool shape_parse(std::string_view list, std::vector<Field>* fields) {
     return true;
 }
 
+std::vector<Field> answer_fields(const Command& command) {
+    std::vector<Field> fields;
+    if (is_ftm(command)) {
+        (void)shape_parse("status:u8", &fields);
+    }
+    (void)shape_parse(command.answer, &fields);
+    return fields;
+}
+
 std::string_view word_of(const Field& field, uint64_t value) {
     for (const auto& [word, number] : field.words) {
         if (number == value) {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/vdiag/catalogue/catalogue.h"
 #include "tools/vdiag/words/text.h"
 
 namespace vdiag {
@@ -42,6 +43,9 @@ struct Field {
 
 // Takes a field list of the catalogue apart. A malformed one gives false (a test holds that none is).
 bool shape_parse(std::string_view list, std::vector<Field>* fields);
+
+// The fields of a command's answer behind its head, the status of those that are named by text included.
+std::vector<Field> answer_fields(const Command& command);
 
 // The name of a value, or nothing.
 std::string_view word_of(const Field& field, uint64_t value);

@@ -47,15 +47,6 @@ std::string field_table(const std::vector<Field>& fields, size_t offset, bool ar
     return out;
 }
 
-std::vector<Field> answer_fields(const Command& command) {
-    std::vector<Field> fields;
-    if (is_ftm(command)) {
-        (void)shape_parse("status:u8", &fields);
-    }
-    (void)shape_parse(command.answer, &fields);
-    return fields;
-}
-
 std::string status_table(const Command& command) {
     const std::vector<Status> statuses = statuses_of(command);
     if (statuses.empty()) {

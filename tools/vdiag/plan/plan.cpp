@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <cctype>
 
+#include "tools/vdiag/plan/plan_check.h"
+
 namespace vdiag {
 namespace {
 
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr const char* kListName = "line";
 
 bool is_name(std::string_view text) {
@@ -84,7 +87,8 @@ bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, s
             return false;
         }
     }
-    return true;
+    return !step->silence || (step->conditions.empty() && step->keeps.empty() && step->within_ms == 0) ||
+           refuse("silence stands alone", error);
 }
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -164,75 +168,12 @@ bool parse_step(PlanStep* step, std::string* error) {
     return parse_expectations(behind, step, error) && take_directive(step, error);
 }
 
-// Names of variables in a text.
-std::vector<std::string> variables_in(const std::string& text) {
-    std::vector<std::string> names;
-    Variables none;
-    for (;;) {
-        std::string out;
-        std::string missing;
-        if (substitute(text, none, &out, &missing)) {
-            return names;
-        }
-        names.push_back(missing);
-        none[missing] = "";
+// A plan is lines of UTF-8 text.
+bool content_good(const std::string& content, std::string* error) {
+    if (content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF")) {
+        return refuse("UTF-16 text; save it as UTF-8", error);
     }
-}
-
-bool check_variables(const PlanStep& step, const Variables& known, bool* used, std::string* error) {
-    std::vector<std::string> texts = step.words;
-    for (const Condition& condition : step.conditions) {
-        texts.push_back(condition.value);
-    }
-    for (const std::string& text : texts) {
-        for (const std::string& name : variables_in(text)) {
-            *used = true;
-            if (!known.contains(name)) {
-                return refuse("nobody has set $" + name, error);
-            }
-        }
-    }
-    return true;
-}
-
-bool check_regex(const PlanStep& step, std::string* error) {
-    for (const Condition& condition : step.conditions) {
-        regex_t compiled;
-        if (condition.comparison.back() != '~' || condition.value.find('$') != std::string::npos) {
-            continue;
-        }
-        if (regcomp(&compiled, condition.value.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
-            return refuse("'" + condition.value + "' is no regular expression", error);
-        }
-        regfree(&compiled);
-    }
-    return true;
-}
-
-bool check_request(const PlanStep& step, std::string* error) {
-    Invocation invocation;
-    Failure failure;
-    if (!invocation_parse(step.words, &invocation, error)) {
-        return false;
-    }
-    return perform_check(invocation, &failure) || failure.exit_status != kExitUsage || refuse(failure.text, error);
-}
-
-bool check_step(const PlanStep& step, Variables* known, std::string* error) {
-    bool used = false;
-    if (!check_variables(step, *known, &used, error) || !check_regex(step, error)) {
-        return false;
-    }
-    if (step.kind == StepKind::kRequest && !used && !check_request(step, error)) {
-        return false;
-    }
-    if (step.kind == StepKind::kSet || step.kind == StepKind::kDefault) {
-        (*known)[step.words[1]] = "";
-    }
-    for (const Keep& keep : step.keeps) {
-        (*known)[keep.name] = "";
-    }
-    return true;
+    return content.find('\0') == std::string::npos || refuse("this is no text file", error);
 }
 
 bool matches(const std::string& pattern, const std::string& text) {
@@ -303,26 +244,49 @@ bool substitute(const std::string& text, const Variables& variables, std::string
     return true;
 }
 
+std::vector<std::string> variables_in(const std::string& text) {
+    std::vector<std::string> names;
+    Variables none;
+    for (;;) {
+        std::string out;
+        std::string missing;
+        if (substitute(text, none, &out, &missing)) {
+            return names;
+        }
+        names.push_back(missing);
+        none[missing] = "";
+    }
+}
+
 bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
                 std::string* error) {
     plan->path = path;
-    Variables known = given;
+    PlanCheck check;
+    check.given = given;
+    check.values = given;
     unsigned number = 0;
-    for (size_t at = 0, end = 0; at < content.size(); at = end + 1) {
-        end = std::min(content.find('\n', at), content.size());
+    if (!content_good(content, error)) {
+        *error = path + ": " + *error;
+        return false;
+    }
+    const size_t start = content.starts_with(kByteOrderMark) ? sizeof(kByteOrderMark) - 1 : 0;
+    for (size_t at = start, end = 0; at < content.size(); at = end + 1) {
+        end = std::min(content.find('
+', at), content.size());
         ++number;
         for (std::string& text : steps_of(content.substr(at, end - at))) {
             PlanStep step;
             step.line = number;
             step.text = std::move(text);
-            if (!parse_step(&step, error) || !check_step(step, &known, error)) {
+            if (!parse_step(&step, error) || !plan_check(step, &check, error)) {
                 *error = path + ":" + std::to_string(number) + ": " + *error;
                 return false;
             }
             plan->steps.push_back(std::move(step));
         }
     }
-    return true;
+    plan->names = std::move(check.names);
+    return !plan->steps.empty() || refuse(path + ": the plan is empty", error);
 }
 
 bool answer_field(const Answer& answer, const std::string& field, Value* value) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,7 @@ struct PlanStep {
 struct Plan {
     std::string path;
     std::vector<PlanStep> steps;
+    std::set<std::string> names;  // of the variables that can be given
 };
 
 // What belongs together: the steps from a "case" line to the next; without such lines the whole plan. What stands
@@ -54,13 +56,17 @@ std::vector<PlanCase> cases_of(const Plan& plan);
 
 using Variables = std::map<std::string, std::string>;
 
-// Parses a plan and checks everything that can be checked without a phone: quotes, conditions, names of commands,
-// arguments without variables, variables that nobody has set. False: `error` is one line with file and line number.
+// Parses a plan and checks everything that can be known without a phone: quotes, names of commands and fields,
+// arguments and expected values as far as their variables are known, variables that nobody has set. False: `error` is
+// one line with file and line number.
 bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
                 std::string* error);
 
 // Puts the variables' values in the place of $NAME and ${NAME}; $$ is a dollar sign. False: an unknown name.
 bool substitute(const std::string& text, const Variables& variables, std::string* out, std::string* error);
+
+// The names of the variables in a text.
+std::vector<std::string> variables_in(const std::string& text);
 
 // Whether a condition holds for an answer; if not, `reason` says what was found. On a list (values named "line") one
 // of the values behind the first `*from` must be so, and `*from` then stands behind it; "!=" and "!~" want none at all.

@@ -16,8 +16,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kMargin = 21;  // of the second line of a result
 constexpr size_t kValuesWidth = 100;
-constexpr int kLookPause = 5;    // milliseconds between two looks at a simulated phone
-constexpr int kPollPause = 200;  // milliseconds between the repetitions of "within"
+constexpr int kLookPause = 5;          // milliseconds between two looks at a simulated phone
+constexpr int kPollPause = 200;        // milliseconds between the repetitions of "within"
+constexpr const char* kHere = "here";  // the variable that holds the plan's folder
+constexpr const char* kReconnectTimeout = "1s";
 
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
@@ -84,6 +86,7 @@ bool ask(Runner* runner, const Invocation& invocation, StepResult* result) {
     result->answer = Answer();
     result->reason.clear();
     result->answered = perform(runner->session, invocation, &result->answer, &failure);
+    result->failure = failure.exit_status;
     if (result->answered) {
         return true;
     }
@@ -96,14 +99,6 @@ bool ask(Runner* runner, const Invocation& invocation, StepResult* result) {
         runner->exit_status = failure.exit_status;
     }
     return fail(result, failure.text);
-}
-
-// Options of a single line: time limit and retries.
-void line_options(const Invocation& invocation, Session* session) {
-    const auto timeout = milliseconds_parse(invocation.timeout);
-    const auto retries = number_parse(invocation.retry);
-    session->timeout_ms = timeout.value_or(session->timeout_ms);
-    session->retries = retries ? static_cast<unsigned>(*retries) : session->retries;
 }
 
 bool fill_words(const PlanStep& step, const Variables& variables, std::vector<std::string>* words, StepResult* result) {
@@ -121,7 +116,48 @@ bool prepare_line(const PlanStep& step, const Variables& variables, Invocation* 
     std::vector<std::string> words;
     std::string error;
     return fill_words(step, variables, &words, result) &&
-           (invocation_parse(words, invocation, &error) || fail(result, error));
+           (invocation_parse(words, LineOf::kPlan, invocation, &error) || fail(result, error));
+}
+
+// Whether asking again may help: the phone was slow, or away for a moment.
+bool may_recover(const Runner& runner, const StepResult& result) {
+    return !result.answered && result.outcome == Outcome::kFailed &&
+           (result.failure == kExitTimeout || result.failure == kExitEnded || runner.exit_status == kExitConnect);
+}
+
+// Asks until the step's conditions hold or its time is up; a request that the end of the time cuts off says nothing.
+void ask_within(Runner* runner, const Invocation& invocation, StepResult* result) {
+    const PlanStep& step = *result->step;
+    const Deadline deadline = *runner->session->until;
+    StepResult judged;
+    for (;;) {
+        runner->exit_status = kExitDone;
+        result->outcome = Outcome::kPassed;
+        if (ask(runner, invocation, result)) {
+            if (judge(step, runner->variables, result->answer, &result->reason)) {
+                return;
+            }
+            (void)fail(result, std::string(result->reason));
+            judged = *result;
+        } else if (!may_recover(*runner, *result)) {
+            return;
+        }
+        if (milliseconds_left(deadline) == 0) {
+            break;
+        }
+        pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
+    }
+    if (judged.step != nullptr && result->failure == kExitTimeout) {
+        *result = std::move(judged);
+    }
+}
+
+void ask_once(Runner* runner, const Invocation& invocation, StepResult* result) {
+    const PlanStep& step = *result->step;
+    std::string reason = "an answer came";
+    if (ask(runner, invocation, result) && (step.silence || !judge(step, runner->variables, result->answer, &reason))) {
+        (void)fail(result, reason);
+    }
 }
 
 void run_request(Runner* runner, StepResult* result) {
@@ -135,25 +171,15 @@ void run_request(Runner* runner, StepResult* result) {
         (void)fail(result, error);
         return;
     }
-    Session* session = runner->session;
-    const int timeout_ms = session->timeout_ms;
-    const unsigned retries = session->retries;
-    line_options(invocation, session);
-    const Deadline deadline = deadline_in(step.within_ms);
-    bool good = false;
-    while (ask(runner, invocation, result)) {
-        good = !step.silence && judge(step, runner->variables, result->answer, &result->reason);
-        if (good || milliseconds_left(deadline) == 0) {
-            break;
-        }
-        pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
+    if (step.within_ms > 0) {
+        runner->session->until = deadline_in(step.within_ms);
+        ask_within(runner, invocation, result);
+        runner->session->until.reset();
+    } else {
+        ask_once(runner, invocation, result);
     }
-    session->timeout_ms = timeout_ms;
-    session->retries = retries;
-    if (good) {
+    if (result->outcome == Outcome::kPassed && result->answered) {
         (void)keep_values(step, result->answer, &runner->variables, result);
-    } else if (result->answered) {
-        (void)fail(result, step.silence ? "an answer came" : result->reason);
     }
 }
 
@@ -193,14 +219,17 @@ void run_phone_line(Runner* runner, StepResult* result) {
 
 // Waits until the phone answers again, as after a restart.
 void run_reconnect(Runner* runner, StepResult* result) {
+    Session* session = runner->session;
     const Deadline deadline = deadline_in(milliseconds_parse(result->step->words[1]).value_or(0));
     Invocation invocation;
     invocation.words = {"version", "diag"};
-    (void)runner->session->link.fd.close();
-    result->outcome = Outcome::kSkipped;
+    invocation.timeout = kReconnectTimeout;
+    (void)session->link.fd.close();
+    session->until = deadline;
     while (!ask(runner, invocation, result) && milliseconds_left(deadline) > 0) {
         pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
     }
+    session->until.reset();
     runner->exit_status = result->answered ? kExitDone : kExitConnect;
     result->outcome = result->answered ? Outcome::kPassed : Outcome::kFailed;
     result->reason = result->answered ? "" : result->reason;
@@ -457,9 +486,39 @@ std::string junit_case(const PlanResult& plan, const StepResult& step) {
     return out + ">" + element + "</testcase>\n";
 }
 
+// Every name that was given must be one that a plan has a use for.
+bool check_names(const Variables& given, const std::vector<PlanResult>& results, Failure* failure) {
+    std::vector<std::string> names;
+    for (const PlanResult& result : results) {
+        names.insert(names.end(), result.plan.names.begin(), result.plan.names.end());
+    }
+    for (const auto& [name, value] : given) {
+        if (name == kHere || std::find(names.begin(), names.end(), name) == names.end()) {
+            const std::string best = nearest(name, names);
+            *failure = {kExitUsage,
+                        "run: no plan takes '" + name + "'" + (best.empty() ? "" : "; did you mean '" + best + "'?")};
+            return false;
+        }
+    }
+    return true;
+}
+
+bool load_plan(const std::string& path, const Variables& given, PlanResult* result, Failure* failure) {
+    Bytes content;
+    if (!file_read(path, &content, &failure->text)) {
+        failure->exit_status = kExitFailure;
+        return false;
+    }
+    const size_t slash = path.rfind('/');
+    result->variables = given;
+    result->variables[kHere] = slash == std::string::npos ? "." : path.substr(0, slash);
+    return plan_parse(path, std::string(content.begin(), content.end()), result->variables, &result->plan,
+                      &failure->text);
+}
+
 // Takes the plans and the NAME=VALUE words of the command line apart.
-bool load_plans(const Invocation& invocation, Variables* variables, std::vector<PlanResult>* results,
-                Failure* failure) {
+bool load_plans(const Invocation& invocation, std::vector<PlanResult>* results, Failure* failure) {
+    Variables given;
     std::vector<std::string> paths;
     for (size_t i = 1; i < invocation.words.size(); ++i) {
         const std::string& word = invocation.words[i];
@@ -467,25 +526,17 @@ bool load_plans(const Invocation& invocation, Variables* variables, std::vector<
         if (equals == std::string::npos) {
             paths.push_back(word);
         } else {
-            (*variables)[word.substr(0, equals)] = word.substr(equals + 1);
+            given[word.substr(0, equals)] = word.substr(equals + 1);
         }
     }
     *failure = {kExitUsage, "run: a PLAN is wanted"};
     for (const std::string& path : paths) {
-        Bytes content;
-        PlanResult result;
-        if (!file_read(path, &content, &failure->text)) {
-            failure->exit_status = kExitFailure;
+        results->emplace_back();
+        if (!load_plan(path, given, &results->back(), failure)) {
             return false;
         }
-        const size_t slash = path.rfind('/');
-        (*variables)["here"] = slash == std::string::npos ? "." : path.substr(0, slash);
-        if (!plan_parse(path, std::string(content.begin(), content.end()), *variables, &result.plan, &failure->text)) {
-            return false;
-        }
-        results->push_back(std::move(result));
     }
-    return !paths.empty();
+    return !paths.empty() && check_names(given, *results, failure);
 }
 
 }  // namespace
@@ -512,14 +563,13 @@ int run_plans(Session* session, const Invocation& invocation, const Style& style
     const Manner manner{&invocation, style, out_fd};
     std::vector<PlanResult> results;
     Failure failure;
-    if (!load_plans(invocation, &runner.variables, &results, &failure)) {
+    if (!load_plans(invocation, &results, &failure)) {
         warn(failure.text);
         return failure.exit_status;
     }
     int exit_status = kExitDone;
     for (PlanResult& result : results) {
-        const size_t slash = result.plan.path.rfind('/');
-        runner.variables["here"] = slash == std::string::npos ? "." : result.plan.path.substr(0, slash);
+        runner.variables = result.variables;
         run_plan(&runner, manner, &result);
         exit_status = exit_status == kExitDone ? result.exit_status : exit_status;
         if (invocation.stop && exit_status != kExitDone) {

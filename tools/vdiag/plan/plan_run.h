@@ -17,11 +17,13 @@ struct StepResult {
     std::string reason;  // one line; empty when it passed
     double seconds = 0;
     bool answered = false;
+    int failure = kExitDone;  // why there is no answer
     Answer answer;
 };
 
 struct PlanResult {
     Plan plan;
+    Variables variables;  // at its beginning
     std::vector<StepResult> steps;
     int exit_status = kExitDone;
     double seconds = 0;

@@ -17,6 +17,13 @@ struct Prepared {
     std::string title;
 };
 
+constexpr struct {
+    const char* name;
+    Via via;
+} kMaps[] = {{"main", Via::kFtmMain}, {"ext", Via::kFtmExt}, {"battery", Via::kFtmBattery}};
+
+constexpr const char* kToolVerbs[] = {"run", "serve", "probe", "list", "help", "completion"};
+
 bool usage(const std::string& text, Failure* failure) {
     *failure = {kExitUsage, text};
     return false;
@@ -56,72 +63,38 @@ bool prepare_raw(const Invocation& invocation, Prepared* prepared, Failure* fail
     return true;
 }
 
-// A name that is sent as it stands.
-bool prepare_free_ftm(const Invocation& invocation, Prepared* prepared, Failure* failure) {
-    static constexpr struct {
-        const char* name;
-        Via via;
-    } kMaps[] = {{"main", Via::kFtmMain}, {"ext", Via::kFtmExt}, {"battery", Via::kFtmBattery}};
+bool find_map(const std::string& name, Asked* asked, Failure* failure) {
     for (const auto& map : kMaps) {
-        if (!equal_names(map.name, invocation.map)) {
-            continue;
+        if (equal_names(map.name, name)) {
+            *asked = {&free_ftm(map.via), nullptr, 1};
+            return true;
         }
-        const Command& command = free_ftm(map.via);
-        prepared->command = &command;
-        prepared->title = invocation.words[1];
-        prepared->request = answer_head(command);
-        std::string error;
-        const std::vector<std::string> words(invocation.words.begin() + 1, invocation.words.end());
-        return encode_free(words, &prepared->request, &error) || usage(prepared->title + ": " + error, failure);
     }
     return usage("--map is main, ext or battery", failure);
 }
 
-bool encode(const Command& command, const std::vector<std::string>& words, size_t used, Prepared* prepared,
-            Failure* failure) {
-    prepared->command = &command;
-    prepared->title = command.name;
-    const std::vector<std::string> arguments(words.begin() + static_cast<std::ptrdiff_t>(used), words.end());
-    std::string error;
-    return encode_request(command, arguments, &prepared->request, &error) ||
-           usage(prepared->title + ": " + error, failure);
-}
-
-bool prepare_ftm(const Invocation& invocation, Prepared* prepared, Failure* failure) {
+bool find_named(const Invocation& invocation, Asked* asked, Failure* failure) {
     if (invocation.words.size() < 2) {
         return usage("ftm: the command's name is missing; 'vdiag list' shows them all", failure);
     }
     if (!invocation.map.empty()) {
-        return prepare_free_ftm(invocation, prepared, failure);
+        return find_map(invocation.map, asked, failure);
     }
     const std::string& name = invocation.words[1];
-    const Command* command = find_ftm(name);
-    if (command == nullptr) {
-        return usage(
-            "ftm: no command '" + name + "'" + suggestion(name, ftm_names()) + " (--map sends it all the same)",
-            failure);
-    }
-    return encode(*command, invocation.words, 2, prepared, failure);
+    *asked = {find_ftm(name), nullptr, 2};
+    return asked->command != nullptr ||
+           usage("ftm: no command '" + name + "'" + suggestion(name, ftm_names()) + " (--map sends it all the same)",
+                 failure);
 }
 
-bool prepare(const Invocation& invocation, Prepared* prepared, Failure* failure) {
-    const std::vector<std::string>& words = invocation.words;
-    if (words.empty()) {
-        return usage("the command is missing", failure);
-    }
-    if (equal_names(words[0], "raw")) {
-        return prepare_raw(invocation, prepared, failure);
-    }
-    if (equal_names(words[0], "ftm")) {
-        return prepare_ftm(invocation, prepared, failure);
-    }
-    size_t used = 0;
-    const Command* command = find_words(words, &used);
-    if (command != nullptr) {
-        return encode(*command, words, used, prepared, failure);
-    }
+// The words name nothing; says what might have been meant.
+bool find_nothing(const std::vector<std::string>& words, Failure* failure) {
     if (find_ftm(words[0]) != nullptr) {
         return usage("'" + words[0] + "' is an FTM command: vdiag ftm " + find_ftm(words[0])->name, failure);
+    }
+    if (std::any_of(std::begin(kToolVerbs), std::end(kToolVerbs),
+                    [&](const char* verb) { return equal_names(verb, words[0]); })) {
+        return usage("'" + words[0] + "' is no request to a phone", failure);
     }
     const std::vector<std::string> seconds = second_words(words[0]);
     if (seconds.empty()) {
@@ -135,6 +108,45 @@ bool prepare(const Invocation& invocation, Prepared* prepared, Failure* failure)
                                   : words[0] + ": no command '" + words[1] + "'" + suggestion(words[1], seconds) +
                                         " (there are " + list + ")",
                  failure);
+}
+
+bool check_task(const Task& task, const Invocation& invocation, Failure* failure) {
+    const bool wanted = task.wanted == nullptr || !(invocation.*task.wanted).empty();
+    return (invocation.words.size() == task.words && wanted) ||
+           usage(std::string(task.name) + " takes " + (*task.usage != '\0' ? task.usage : "no arguments"), failure);
+}
+
+bool prepare(const Invocation& invocation, Prepared* prepared, Failure* failure) {
+    const std::vector<std::string>& words = invocation.words;
+    Asked asked;
+    if (!perform_find(invocation, &asked, failure)) {
+        return false;
+    }
+    if (asked.command == nullptr) {
+        return prepare_raw(invocation, prepared, failure);
+    }
+    const std::vector<std::string> arguments(words.begin() + static_cast<std::ptrdiff_t>(asked.words), words.end());
+    const bool by_map = *asked.command->name == '\0';
+    std::string error;
+    prepared->command = asked.command;
+    prepared->title = by_map ? words[1] : asked.command->name;
+    prepared->request = answer_head(*asked.command);
+    return (by_map ? encode_free(arguments, &prepared->request, &error)
+                   : encode_request(*asked.command, arguments, &prepared->request, &error)) ||
+           usage(prepared->title + ": " + error, failure);
+}
+
+bool carry_out(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
+    if (const Task* task = find_task(invocation.words)) {
+        return check_task(*task, invocation, failure) && task->run(session, invocation, answer, failure);
+    }
+    Prepared prepared;
+    if (!prepare(invocation, &prepared, failure) ||
+        !exchange(session, prepared.request, prepared.command, answer, failure)) {
+        return false;
+    }
+    answer->title = prepared.title;
+    return true;
 }
 
 void add_once(std::string_view name, std::vector<std::string>* names) {
@@ -156,25 +168,51 @@ const Task* find_task(const std::vector<std::string>& words) {
 }
 
 bool perform(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
-    if (const Task* task = find_task(invocation.words)) {
-        return task->run(session, invocation, answer, failure);
-    }
-    Prepared prepared;
-    if (!prepare(invocation, &prepared, failure) ||
-        !exchange(session, prepared.request, prepared.command, answer, failure)) {
-        return false;
-    }
-    answer->title = prepared.title;
-    return true;
+    const int timeout_ms = session->timeout_ms;
+    const unsigned retries = session->retries;
+    session->timeout_ms = milliseconds_parse(invocation.timeout).value_or(timeout_ms);
+    session->retries = static_cast<unsigned>(number_parse(invocation.retry).value_or(retries));
+    const bool done = carry_out(session, invocation, answer, failure);
+    session->timeout_ms = timeout_ms;
+    session->retries = retries;
+    return done;
 }
 
-bool perform_check(const Invocation& invocation, Failure* failure) {
+bool perform_find(const Invocation& invocation, Asked* asked, Failure* failure) {
+    const std::vector<std::string>& words = invocation.words;
+    if (words.empty()) {
+        return usage("the command is missing", failure);
+    }
+    if (equal_names(words[0], "raw")) {
+        return true;
+    }
+    if (equal_names(words[0], "ftm")) {
+        return find_named(invocation, asked, failure);
+    }
+    asked->task = find_task(words);
+    if (asked->task != nullptr) {
+        return true;
+    }
+    asked->command = find_words(words, &asked->words);
+    return asked->command != nullptr || find_nothing(words, failure);
+}
+
+bool perform_check(const Invocation& invocation, Asked* asked, Failure* failure) {
+    if (!perform_find(invocation, asked, failure)) {
+        return false;
+    }
+    if (asked->task != nullptr) {
+        return check_task(*asked->task, invocation, failure);
+    }
     Prepared prepared;
-    return find_task(invocation.words) != nullptr || prepare(invocation, &prepared, failure);
+    const bool good = prepare(invocation, &prepared, failure);
+    asked->command = good ? prepared.command : asked->command;
+    return good;
 }
 
 std::vector<std::string> verb_names() {
-    std::vector<std::string> names = {"ftm", "raw", "run", "serve", "probe", "list", "help", "completion"};
+    std::vector<std::string> names = {"ftm", "raw"};
+    names.insert(names.end(), std::begin(kToolVerbs), std::end(kToolVerbs));
     for (const Command& command : catalogue()) {
         if (!is_ftm(command)) {
             add_once(split(command.name, ' ')[0], &names);

@@ -110,9 +110,6 @@ Step send_file(Session* session, const Bytes& content, Answer* answer, Failure* 
 }
 
 bool run_keybox_send(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
-    if (invocation.words.size() != 3) {
-        return stop(kExitUsage, "keybox send: one FILE is wanted", failure);
-    }
     Bytes content;
     std::string error;
     if (!file_read(invocation.words[2], &content, &error)) {
@@ -152,9 +149,6 @@ bool finish_csr(const Invocation& invocation, const std::string& csr, const std:
 }
 
 bool run_csr_fetch(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
-    if (invocation.words.size() != 2) {
-        return stop(kExitUsage, "csr fetch takes no arguments", failure);
-    }
     Step result = Step::kAnswered;
     if (invocation.generate) {
         result = step(session, {"ftm", "GenCSR"}, answer, failure);
@@ -173,9 +167,6 @@ bool run_csr_fetch(Session* session, const Invocation& invocation, Answer* answe
 }
 
 bool run_unlock(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
-    if (invocation.key.empty() || invocation.words.size() != 1) {
-        return stop(kExitUsage, "unlock: --key PEM is wanted", failure);
-    }
     Step result = step(session, {"ftm", "ElecAccessNetAuthen", "challenge"}, answer, failure);
     if (result != Step::kAnswered) {
         return result == Step::kRefused;
@@ -195,10 +186,7 @@ bool run_unlock(Session* session, const Invocation& invocation, Answer* answer, 
 }
 
 bool run_keys_watch(Session* session, const Invocation& invocation, Answer* answer, Failure* failure) {
-    const auto lasting = invocation.lasting.empty() ? kWatchDefault : milliseconds_parse(invocation.lasting);
-    if (!lasting || invocation.words.size() != 2) {
-        return stop(kExitUsage, "keys watch takes --for TIME, such as 30s", failure);
-    }
+    const int lasting = milliseconds_parse(invocation.lasting).value_or(kWatchDefault);
     Step result = step(session, {"keys", "start"}, answer, failure);
     if (result != Step::kAnswered) {
         return result == Step::kRefused;
@@ -206,7 +194,7 @@ bool run_keys_watch(Session* session, const Invocation& invocation, Answer* answ
     if (isatty(STDERR_FILENO) != 0) {
         warn("press each of the three test keys");
     }
-    const Deadline deadline = deadline_in(*lasting);
+    const Deadline deadline = deadline_in(lasting);
     do {
         result = step(session, {"keys", "check"}, answer, failure);
         if (result != Step::kRefused || answer->error || !answer->fault.empty()) {
@@ -220,10 +208,10 @@ bool run_keys_watch(Session* session, const Invocation& invocation, Answer* answ
 
 // clang-format off
 constexpr Task kTasks[] = {
-    {"keybox send", "FILE [--install DEVICE]",        "send an attestation keybox file, and install it",         run_keybox_send, "Opens the keybox file on the phone, writes FILE to it piece by piece, closes it and, with --install, has it checked and installed for the device identifier."},
-    {"csr fetch",   "[--generate] [--output FILE]",   "fetch the certificate signing request and compare its MD5", run_csr_fetch, "Reads the request that the phone keeps, compares its MD5 with that of the phone and writes it to a file. With --generate the phone produces a new one first."},
-    {"unlock",      "--key PEM",                      "network-access authentication: opens the electronic label", run_unlock,    "Asks the phone for a challenge, decrypts it with the private key and sends its SHA-256 back. The label may then be written until the daemon ends."},
-    {"keys watch",  "[--for TIME]",                   "start the key test and wait until all keys were pressed",  run_keys_watch,  "Starts the key test and asks every half second, until all three test keys were seen or the time is up."},
+    {"keybox send", "FILE [--install DEVICE]",        "send an attestation keybox file, and install it",         run_keybox_send, 3, nullptr, "bytes:u32", "Opens the keybox file on the phone, writes FILE to it piece by piece, closes it and, with --install, has it checked and installed for the device identifier."},
+    {"csr fetch",   "[--generate] [--output FILE]",   "fetch the certificate signing request and compare its MD5", run_csr_fetch,   2, nullptr, "bytes:u32 md5:text csr:text", "Reads the request that the phone keeps, compares its MD5 with that of the phone and writes it to a file. With --generate the phone produces a new one first."},
+    {"unlock",      "--key PEM",                      "network-access authentication: opens the electronic label", run_unlock,      1, &Invocation::key, "", "Asks the phone for a challenge, decrypts it with the private key and sends its SHA-256 back. The label may then be written until the daemon ends."},
+    {"keys watch",  "[--for TIME]",                   "start the key test and wait until all keys were pressed",  run_keys_watch,  2, nullptr, "all_seen:u8{no=0,yes=188}", "Starts the key test and asks every half second, until all three test keys were seen or the time is up."},
 };
 // clang-format on
 

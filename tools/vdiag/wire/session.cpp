@@ -167,12 +167,17 @@ LinkResult send_request(Session* session, const Bytes& mark, const Bytes& reques
                         : link_send(&session->link, {&mark, &request}, deadline, error);
 }
 
+// How long the next step may take.
+int patience(const Session& session) {
+    return session.until ? std::min(session.timeout_ms, milliseconds_left(*session.until)) : session.timeout_ms;
+}
+
 // One attempt. Everything that comes ahead of the mark's echo belongs to earlier requests, whoever sent them: an answer
 // that is late, or came twice, is never taken for that to this request.
 LinkResult attempt(Session* session, const Bytes& request, const Command* command, Bytes* response,
                    std::string* error) {
     Link* link = &session->link;
-    const Deadline deadline = deadline_in(session->timeout_ms);
+    const Deadline deadline = deadline_in(patience(*session));
     const Bytes mark = wants_mark(session, request, command) ? new_mark() : Bytes();
     Hearing hearing;
     hearing.begun = mark.empty();
@@ -217,11 +222,11 @@ bool session_open(Session* session, Failure* failure) {
     }
     Address address;
     std::string error;
-    if (!address_parse(session->address, &address, &error)) {
+    if (!address_parse(session->address, &address, &error, AddressHosts::kNamesToo)) {
         *failure = {kExitUsage, "bad address '" + session->address + "': " + error};
         return false;
     }
-    if (!link_open(address, session->timeout_ms, &session->link, &error)) {
+    if (!link_open(address, patience(*session), &session->link, &error)) {
         *failure = {kExitConnect, "cannot connect to " + session->address + ": " + error};
         return false;
     }
@@ -238,12 +243,15 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
     Bytes response;
     std::string error;
     LinkResult result = LinkResult::kTimeout;
-    for (unsigned made = 0; made < attempts && result == LinkResult::kTimeout; ++made) {
+    unsigned made = 0;
+    const auto start = std::chrono::steady_clock::now();
+    while (made == 0 || (made < attempts && result == LinkResult::kTimeout && patience(*session) > 0)) {
         if (!session_open(session, failure)) {
             return false;
         }
         error.clear();
         result = attempt(session, request, command, &response, &error);
+        ++made;
         if (result == LinkResult::kTimeout) {
             session->late = true;
             (void)session->link.fd.close();  // the peer may be another one by now, or have half a request
@@ -258,8 +266,10 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
         *failure = {kExitEnded, error};
         return false;
     }
-    *failure = {kExitTimeout, "no answer within " + seconds_text(session->timeout_ms) +
-                                  (attempts > 1 ? ", " + std::to_string(attempts) + " times" : "") +
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    const int each = session->until ? static_cast<int>(waited.count() / made) : session->timeout_ms;
+    *failure = {kExitTimeout, "no answer within " + seconds_text(each) +
+                                  (made > 1 ? ", " + std::to_string(made) + " times" : "") +
                                   (error.empty() ? "" : ": " + error)};
     return false;
 }

@@ -1,6 +1,7 @@
 // A conversation with one phone: request and answer, retries, recording.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,11 +13,12 @@
 namespace vdiag {
 
 struct Session {
-    std::string address;  // as given; opened at the first request
-    int timeout_ms = 10000;
-    unsigned retries = 0;   // for commands that only read
-    bool quiet = false;     // no warnings about dropped frames
-    unsigned warnings = 0;  // about dropped frames so far
+    std::string address;            // as given; opened at the first request
+    int timeout_ms = 10000;         // for one answer
+    std::optional<Deadline> until;  // nothing waits any longer than this
+    unsigned retries = 0;           // for commands that only read
+    bool quiet = false;             // no warnings about dropped frames
+    unsigned warnings = 0;          // about dropped frames so far
     Link link;
     Pcap pcap;
     bool late = false;         // an answer was waited for in vain: it may still come, over a new connection too
