@@ -271,8 +271,7 @@ bool plan_parse(const std::string& path, const std::string& content, const Varia
     }
     const size_t start = content.starts_with(kByteOrderMark) ? sizeof(kByteOrderMark) - 1 : 0;
     for (size_t at = start, end = 0; at < content.size(); at = end + 1) {
-        end = std::min(content.find('
-', at), content.size());
+        end = std::min(content.find('\n', at), content.size());
         ++number;
         for (std::string& text : steps_of(content.substr(at, end - at))) {
             PlanStep step;
