@@ -1,6 +1,7 @@
 #include "rdss/serial_port.h"
 
 #include <chrono>
+#include <tuple>
 
 #include "tests/rdss/uart.h"
 
@@ -141,6 +142,25 @@ TEST_F(UartTest, ReceivingEndsAtTheWantedCountOrTheCountedTime) {
     hang_up();
     EXPECT_LE(port_recv(bytes, 8, 200), 0);
     EXPECT_EQ(-1, port_send("x", 1));
+}
+
+// What the chip hears behind a sentence: the chip of the cases answers whatever stands there.
+TEST_F(UartTest, SentencesArePaddedWithZeros) {
+    for (const char* node : {"power_on", "bd_gps_sw", "bd_wifi_sw"}) {
+        write_file(std::string("/sys/devices/platform/soc/soc:orb_rchip/orb-rchip/") + node, "0");
+    }
+    EXPECT_EQ(0, ftm("startrchiptest").status);
+    EXPECT_EQ(std::string(1, '\0'), chip_hears());
+    on_delay([this](uint64_t) { chip_says("$BDFKI,1,TCQ,Y,0,60,1*hh\r\n"); });  // any positive answer counts
+    for (const auto& [command, text, padding] : {std::tuple{"stopRchiptest", "$QXDFTSTOP,01*hh\r\n", 14},
+                                                 {"sendRchipCN", "$QXDFTCNQ,01*hh\r\n", 15},
+                                                 {"sendRchipNEWCN", "$CCPWS,64,3,10*hh\r\n", 13},
+                                                 {"sendrchipCCTCQ", "开心,1*hh\r\n", 36}}) {
+        EXPECT_EQ(0, ftm(command).status);
+        const std::string end = text + std::string(static_cast<size_t>(padding), '\0');
+        std::string heard;
+        EXPECT_TRUE(eventually([&] { return (heard += chip_hears()).ends_with(end); })) << command;
+    }
 }
 
 }  // namespace
