@@ -133,7 +133,7 @@ std::string hardware_version_answer(const char* handler, const std::string& tabl
         return table;
     }
     const int board = board_index(handler);
-    if (board < 0 || table.size() <= 1) {
+    if (board < 0) {
         return {};
     }
     switch (form) {
