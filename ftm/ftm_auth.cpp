@@ -126,7 +126,6 @@ int public_encrypt(const unsigned char* data, int length, const char* key_text, 
 
 FtmStatus ftm_diag_req_cmd_elec_access_network_authen(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: req_args: %d\n", __func__, args[0]);
-    message.put(0);
     switch (args[0]) {
         case kModeVersion:
             message.put(kProtocolVersion);

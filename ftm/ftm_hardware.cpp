@@ -148,7 +148,6 @@ std::string hardware_version_answer(const char* handler, const std::string& tabl
 
 // Sends a property as the message; the status tells whether it is set.
 FtmStatus send_property(const char* handler, const char* property, FtmMessage& message) {
-    message.put(0);
     const bool is_set = message.put_property(property) > 0;
     ALOGD("%s: rsp_msg: %s", handler, message.text());
     return ftm_status(is_set);
@@ -156,7 +155,6 @@ FtmStatus send_property(const char* handler, const char* property, FtmMessage& m
 
 // Sends the text of a node that fits 63 characters. A failure, with one line: it cannot be opened.
 FtmStatus send_node(const char* handler, const char* path, FtmMessage& message) {
-    message.put(0);
     char text[kNodeTextMax + 1];
     if (read_short_text(path, text, kNodeTextMax) == kTextNotOpened) {
         ALOGE("%s: failed to open %s!\n", handler, path);
@@ -198,7 +196,6 @@ FtmStatus send_sensor_file(const char* handler, const char* path, FtmMessage& me
 }  // namespace
 
 FtmStatus ftm_diag_req_cmd_readhwver(FtmArgs, FtmMessage& message) {
-    message.put(0);
     const std::string table = hardware_version_text();
     ALOGD("%s: pver_hw1: %s", __func__, table.c_str());
     if (table.empty()) {
@@ -214,7 +211,6 @@ FtmStatus ftm_diag_req_cmd_readhwver(FtmArgs, FtmMessage& message) {
 }
 
 FtmStatus ftm_diag_req_cmd_readboardid(FtmArgs, FtmMessage& message) {
-    message.put(0);
     char text[kBoardIdMax + 1];
     if (read_short_text(kBoardIdNode, text, kBoardIdMax) == kTextNotOpened) {
         return kFtmFailure;
@@ -243,7 +239,6 @@ FtmStatus ftm_diag_req_cmd_reademmcid(FtmArgs, FtmMessage& message) {
 
 FtmStatus ftm_diag_req_cmd_readsecpatch(FtmArgs, FtmMessage& message) {
     message.put(0xFF);  // Kept: what the tool gets for an unset property, as a success
-    message.bytes[1] = 0;
     (void)message.put_property("ro.build.version.security_patch");
     return kFtmSuccess;
 }
@@ -258,7 +253,6 @@ FtmStatus ftm_diag_req_cmd_get_ddr(FtmArgs, FtmMessage& message) { return send_n
 // Message: 32 upper-case hexadecimal digits, no terminator.
 FtmStatus ftm_diag_req_cmd_readeid(FtmArgs, FtmMessage& message) {
     constexpr char kDigits[] = "0123456789ABCDEF";
-    message.put(0);
     (void)modem_api_init_qmi_connection(11, 1);  // the request below shows whether there is a connection
     uint8_t eid[kEidSize] = {};
     int length = kEidSize;
@@ -273,7 +267,6 @@ FtmStatus ftm_diag_req_cmd_readeid(FtmArgs, FtmMessage& message) {
 }
 
 FtmStatus ftm_diag_req_cmd_GetNfcCplc(FtmArgs, FtmMessage& message) {
-    message.put(0);
     const std::string output = run_and_capture("vendor/bin/st_seid ");
     ALOGD("nfccplc result = %s\n", output.c_str());
     if (output.empty()) {
@@ -285,7 +278,6 @@ FtmStatus ftm_diag_req_cmd_GetNfcCplc(FtmArgs, FtmMessage& message) {
 
 // Message: one byte, 1 for a clean chip, 0 otherwise (numbers, not digits).
 FtmStatus ftm_diag_req_cmd_GetAPPLET(FtmArgs, FtmMessage& message) {
-    message.put(0);
     const std::string output = run_and_capture("/vendor/bin/st_se_factory 1");
     ALOGD("APPLET result = %s\n", output.c_str());
     const bool good =
@@ -300,8 +292,7 @@ FtmStatus ftm_diag_req_cmd_GetAPPLET(FtmArgs, FtmMessage& message) {
     return status;
 }
 
-FtmStatus ftm_diag_req_cmd_SeReset(FtmArgs, FtmMessage& message) {
-    message.put(0);
+FtmStatus ftm_diag_req_cmd_SeReset(FtmArgs, FtmMessage&) {
     const std::string output = run_and_capture("/vendor/bin/st_se_factory 0");
     const FtmStatus status = ftm_status(contains(output, kTestDone) && contains(output, "factory_reset:success") &&
                                         !contains(output, kTestAssert));

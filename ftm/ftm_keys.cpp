@@ -165,7 +165,6 @@ FtmStatus ftm_diag_req_cmd_GetSoterKey(FtmArgs args, FtmMessage& message) {
 
 FtmStatus ftm_diag_req_cmd_InjectAliPayKey(FtmArgs, FtmMessage& message) {
     ALOGD("Enter %s\n", __func__);
-    message.put(0);
     unsigned char record[kBoardRecordSize] = {};
     int length = kBoardRecordSize;
     if (get_board_id(record, &length) != 1) {
@@ -214,7 +213,6 @@ FtmStatus ftm_diag_req_cmd_checkHDCP(FtmArgs args, FtmMessage& message) {
 }
 
 FtmStatus ftm_diag_req_cmd_getbrandofwechatKey(FtmArgs, FtmMessage& message) {
-    message.put(0);
     const bool is_set = message.put_property("ro.product.manufacturer") > 0;
     ALOGD("s%%: manufacture = %s", message.text());  // Kept: prints "s%"
     return ftm_status(is_set);

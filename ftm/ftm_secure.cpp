@@ -143,7 +143,6 @@ UniqueFd open_token_file(const char* path, int flags) {
 
 FtmStatus ftm_diag_req_cmd_readfuse(FtmArgs args, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
-    message.put(0);
     ALOGD("%s: req_args: %d\n", __func__, args[0]);
     const FuseNode* fuse = find_row(kFuseNodes, args[0]);
     if (fuse == nullptr) {
@@ -165,9 +164,8 @@ FtmStatus ftm_diag_req_cmd_readfuse(FtmArgs args, FtmMessage& message) {
     return kFtmSuccess;
 }
 
-FtmStatus ftm_diag_req_cmd_writefuse(FtmArgs args, FtmMessage& message) {
+FtmStatus ftm_diag_req_cmd_writefuse(FtmArgs args, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    message.put(0);
     const FuseImage* image = find_row(kFuseImages, args[0]);
     if (image == nullptr) {
         ALOGE("%s: bad request\n", __func__);

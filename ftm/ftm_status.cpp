@@ -259,7 +259,6 @@ FtmStatus ftm_diag_req_cmd_checkapkpara(FtmArgs, FtmMessage&) {
 FtmStatus ftm_diag_req_cmd_checkcardto(FtmArgs, FtmMessage& message) {
     constexpr unsigned char kTrayPresent = 1;
     ALOGD("%s: e\n", __func__);
-    message.put(0);
     (void)modem_api_init_qmi_connection(11, 1);  // the next call tells whether it worked
     unsigned char tray = 0;
     const int result = modem_api_get_sim_tray_presence_state(&tray);
@@ -340,7 +339,6 @@ FtmStatus ftm_diag_req_cmd_checkfanlight(FtmArgs, FtmMessage& message) {
 
 FtmStatus ftm_diag_req_cmd_get_device_model(FtmArgs, FtmMessage& message) {
     ALOGD("%s: e\n", __func__);
-    message.put(0);
     char model[PROPERTY_VALUE_MAX] = {};
     if (property_get("ro.product.model", model, "") <= 0) {
         ALOGD("%s: rsp_msg: %s", __func__, model);
