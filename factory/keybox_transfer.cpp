@@ -104,9 +104,10 @@ bool is_keybox_descriptor(int fd) {
 // Closes a handle that is one. False: what was written through it may not outlive a power cut.
 bool close_keybox(int fd) {
     *std::find(handles.begin(), handles.end(), fd) = kFree;
+    UniqueFd keybox(fd);
     const bool synced = device_fsync(fd) == 0 && sync_directory_of(kKeyboxFile);
     const bool no_disk = !synced && errno == EINVAL;  // a device in the file's place
-    return close(fd) == 0 && (synced || no_disk);
+    return keybox.close() == 0 && (synced || no_disk);
 }
 
 // Writes the whole of `data` at `offset`. False when the position or a write was refused.

@@ -16,7 +16,7 @@ constexpr long long kPiece = 4096;
 
 bool write_to_all(std::span<const int> targets, const uint8_t* data, size_t size) {
     return std::all_of(targets.begin(), targets.end(),
-                       [&](int target) { return write(target, data, size) == static_cast<ssize_t>(size); });
+                       [&](int target) { return write_once(target, data, size) == static_cast<ssize_t>(size); });
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ void restart(const char* name, const char* reason) {
 bool reads_removed(const NodeText& online) { return online.readable() && *online.text() == '0'; }
 
 // Writes the one character "1". Negative on failure.
-ssize_t raise_flag(int fd) { return write(fd, "1", 1); }
+ssize_t raise_flag(int fd) { return write_once(fd, "1", 1); }
 
 }  // namespace
 

@@ -120,7 +120,7 @@ bool copy_token(int source, int backup, const char* backup_path) {
         if (got == 0) {
             break;
         }
-        if (write(backup, piece.data(), static_cast<size_t>(got)) != got) {
+        if (write_once(backup, piece.data(), static_cast<size_t>(got)) != got) {
             ALOGE("write file failed: %s, errno = %d", backup_path, errno);
             return false;
         }

@@ -123,7 +123,7 @@ FtmStatus ftm_diag_req_cmd_writeefsrecovery(FtmArgs args, FtmMessage&) {
     // The node takes the whole buffer, its padding included.
     std::array<char, 10> text{};
     (void)snprintf(text.data(), text.size(), "arg: %d\n", args[0]);
-    const bool written = write(node.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    const bool written = write_once(node.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
     if (!written) {
         ALOGD("%s: failed to write %s!\n", __func__, kEfsRecoveryNode);
     }

@@ -12,6 +12,7 @@
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
 #include "platform/include/properties.h"
+#include "support/files.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ std::string packet_text(const void* request, uint16_t length) {
 
 // Writes `size` bytes to the opened mode node. The status of the command.
 uint8_t write_led_mode(const char* name, const UniqueFd& node, const void* data, size_t size) {
-    if (write(node.get(), data, size) != static_cast<ssize_t>(size)) {
+    if (write_once(node.get(), data, size) != static_cast<ssize_t>(size)) {
         ALOGE("%s: AW9523B write file failed!\n", name);
         return 1;
     }

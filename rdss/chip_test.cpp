@@ -54,7 +54,7 @@ UniqueFd open_node(const char* path) {
 // Writes a node's one character. The kernel's node holds what was last written; a file in its place must not keep the
 // tail of a longer text. The result of the write.
 ssize_t write_node(int node, char state) {
-    const ssize_t written = write(node, &state, 1);
+    const ssize_t written = uninterrupted([&] { return write(node, &state, 1); });
     if (written > 0) {
         (void)ftruncate(node, written);
     }
@@ -101,7 +101,7 @@ int write_power(int node, char wanted) {
 
 int update_power(int node, char wanted) {
     char current = kNeverSet;
-    const ssize_t count = read(node, &current, 1);
+    const ssize_t count = uninterrupted([&] { return read(node, &current, 1); });
     if (count < 0) {
         ALOGE("failed to read file %s, error = %s", kPowerNode, strerror(errno));
         return 1;

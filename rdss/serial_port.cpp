@@ -225,7 +225,7 @@ void uart_set_autosuspend_delay(int delay_ms) {
     }
     char text[kDelayTextSize] = {};
     const int size = snprintf(text, sizeof(text), "%d", delay_ms);
-    if (write(node.get(), text, static_cast<size_t>(size)) != size) {
+    if (uninterrupted([&] { return write(node.get(), text, static_cast<size_t>(size)); }) != size) {
         ALOGE("failed to set autosuspend_delay\n");
         return;
     }
@@ -235,7 +235,7 @@ void uart_set_autosuspend_delay(int delay_ms) {
 }
 
 ssize_t port_send(const void* data, size_t size) {
-    const ssize_t sent = write(serial_port.fd, data, size);
+    const ssize_t sent = uninterrupted([&] { return write(serial_port.fd, data, size); });
     if (sent >= 1) {
         ALOGD("%s: port_send %d bytes\n", __func__, static_cast<int>(sent));
     }

@@ -5,7 +5,18 @@
 #include <sys/types.h>
 #include <termios.h>
 
+#include <cerrno>
 #include <cstddef>
+
+// The result of a read or write that no signal interrupted.
+template <typename Call>
+ssize_t uninterrupted(Call call) {
+    ssize_t moved = 0;
+    do {
+        moved = call();
+    } while (moved < 0 && errno == EINTR);
+    return moved;
+}
 
 constexpr const char* kRdssUart = "/dev/ttyHS1";
 constexpr unsigned kRdssBaud = 115200;

@@ -90,6 +90,14 @@ ssize_t read_once(int fd, void* buffer, size_t size) {
     return count;
 }
 
+ssize_t write_once(int fd, const void* data, size_t size) {
+    ssize_t count = 0;
+    do {
+        count = write(fd, data, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
 int open_exact_mode(const char* path, int flags, mode_t mode) {
     const mode_t mask = umask(0);
     const int fd = device_open(path, flags, mode);
@@ -176,7 +184,8 @@ int ftm_diag_delete_file(const char* path) {
         ALOGE("2Exit delete_file:no file\n");
         return 1;
     }
-    if (is_file_exist(path) != 0) {
+    // What cannot be looked at may be there.
+    if (is_file_exist(path) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
         ALOGE("3Exit delete_file:not exist\n");
         return 0;
     }
@@ -237,11 +246,7 @@ std::string persist_path(const char* suffix) {
 namespace {
 
 bool write_in_one(int fd, const void* data, size_t size) {
-    ssize_t count = 0;
-    do {
-        count = write(fd, data, size);
-    } while (count < 0 && errno == EINTR);
-    return count == static_cast<ssize_t>(size);
+    return write_once(fd, data, size) == static_cast<ssize_t>(size);
 }
 
 }  // namespace

@@ -103,3 +103,5 @@ ssize_t read_short_text(const char* path, char* out, size_t max);
 
 // Reads once, repeating a call that a signal interrupted. Result as read(2).
 ssize_t read_once(int fd, void* buffer, size_t size);
+// Writes once, likewise. Result as write(2).
+ssize_t write_once(int fd, const void* data, size_t size);

@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string_view>
 
 #include "platform/include/handles.h"
 #include "platform/include/log.h"
@@ -44,27 +45,32 @@ std::map<FILE*, SharedProgram> streams;
 // output open does not hold up the reader. What the reader does not want any more is thrown away, so that a program
 // that prints more than anybody wants runs to its end all the same.
 void pass_output_on(Program* program, Clock::time_point end) {
-    char bytes[PIPE_BUF];  // what a pipe that takes output takes whole
-    size_t held = 0;
+    char bytes[PIPE_BUF];  // a pipe that takes output takes so much without a pause
+    std::string_view held;
     while (Clock::now() < end) {
-        pollfd waiting{held > 0 ? program->reader.get() : program->output.get(), POLLIN, 0};
-        waiting.events = held > 0 ? POLLOUT : POLLIN;
+        const bool sending = !held.empty();
+        pollfd waiting{sending ? program->reader.get() : program->output.get(), POLLIN, 0};
+        waiting.events = sending ? POLLOUT : POLLIN;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         if (poll(&waiting, 1, static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX))) <= 0) {
             continue;
         }
-        const ssize_t moved =
-            held > 0 ? write(program->reader.get(), bytes, held) : read(program->output.get(), bytes, sizeof(bytes));
+        const ssize_t moved = sending ? write(program->reader.get(), held.data(), held.size())
+                                      : read(program->output.get(), bytes, sizeof(bytes));
         if (moved < 0 && errno == EINTR) {
             continue;
         }
-        if (held == 0 && moved <= 0) {
-            break;
+        if (!sending && moved <= 0) {
+            return;
         }
-        if (held > 0 && moved < 0) {
+        if (moved < 0) {  // the reader has left
             (void)program->reader.close();
+            held = {};
+        } else if (sending) {
+            held.remove_prefix(static_cast<size_t>(moved));
+        } else if (program->reader.ok()) {
+            held = {bytes, static_cast<size_t>(moved)};
         }
-        held = held == 0 && program->reader.ok() ? static_cast<size_t>(moved) : 0;
     }
 }
 
