@@ -1,22 +1,25 @@
-// Which device holds the store, the transfer of the image, and the private device node.
+// What no command reaches of the store's partition: the operations on the whole image and the private device node.
 #include "vendorcfg/vendorcfg_partition.h"
 
 #include <cstring>
 #include <tuple>
 
 #include "tests/support/phone.h"
-#include "tests/vendorcfg/lock_holder.h"
 
 namespace {
 constexpr const char* kFirst = "/dev/block/by-name/orbcfg";
-constexpr const char* kSecond = "/dev/block/bootdevice/by-name/orbcfg";
 constexpr const char* kDip = "/dev/block/bootdevice/by-name/dip";
 constexpr const char* kNode = "/dev/__vcfg__";
 constexpr size_t kEnd = 4096 + kVendorcfgImageSize;
 
 class VendorcfgPartition : public PhoneTest {
    protected:
-    VendorcfgPartition() { remove("/dev"); }
+    VendorcfgPartition() {
+        remove("/dev");
+        blk_majorid = blk_minorid = 0;
+        (void)remove_vendorcfg_node();  // back to the first path
+        clear_log();
+    }
     void make_partition(const std::string& path, size_t size = 16384) { write_file(path, std::string(size, '\x5a')); }
 };
 
@@ -36,56 +39,6 @@ TEST_F(VendorcfgPartition, OnlyTheImageIsReadAndWritten) {
     expect_log_only({I("Clean vendorcfg done!")});
     EXPECT_EQ(vendorcfg_pl_restore(image), 0);
     EXPECT_EQ(std::string(image, image + sizeof(image)), std::string(sizeof(image), '\0'));
-}
-
-TEST_F(VendorcfgPartition, TheChosenDeviceIsKeptWhileItExists) {
-    uint8_t image[kVendorcfgImageSize];
-    make_partition(kSecond);
-    EXPECT_EQ(vendorcfg_restore(image), 0);
-    EXPECT_STREQ(vendorcfg_blk_path, kSecond);
-    make_partition(kFirst);
-    EXPECT_EQ(vendorcfg_restore(image), 0);
-    EXPECT_STREQ(vendorcfg_blk_path, kSecond);
-    get_valid_blk_path();
-    EXPECT_STREQ(vendorcfg_blk_path, kFirst);
-    remove(kFirst);
-    remove(kSecond);
-    get_valid_blk_path();
-    EXPECT_EQ(vendorcfg_restore(image), -1);
-    EXPECT_EQ(vendorcfg_save(image), -1);
-    expect_log_only(
-        {I("Open file(/dev/block/by-name/orbcfg) failed"), I("Open file(/dev/block/by-name/orbcfg) failed")});
-    make_partition(kNode);  // the last candidate
-    EXPECT_EQ(vendorcfg_restore(image), 0);
-    EXPECT_STREQ(vendorcfg_blk_path, kNode);
-}
-
-TEST_F(VendorcfgPartition, ALockOfAnotherProcessRefusesAndTouchesNothing) {
-    make_partition(kFirst);
-    const LockHolder holder(host(kFirst));
-    ASSERT_TRUE(holder.held());
-    const std::string before = read_file_text(kFirst);
-    uint8_t image[kVendorcfgImageSize] = {7};
-    EXPECT_EQ(vendorcfg_restore(image), -1);
-    EXPECT_EQ(image[0], 7);
-    EXPECT_EQ(vendorcfg_save(image), -1);
-    expect_log_only({I("restore: file is locked by other process!"), I("save: file is locked by other process!")});
-    EXPECT_EQ(read_file_text(kFirst), before);
-}
-
-TEST_F(VendorcfgPartition, ATransferThatIsNotWholeFails) {
-    uint8_t image[kVendorcfgImageSize] = {};
-    make_partition(kFirst, 4096 + 10);
-    EXPECT_EQ(vendorcfg_restore(image), -1);
-    EXPECT_EQ(image[9], 0x5a);
-    remove(kFirst);
-    link_to_full(kFirst);
-    EXPECT_EQ(vendorcfg_save(image), -1);
-    remove(kFirst);
-    make_partition(kFirst);
-    EXPECT_EQ(write_image(image, false), CfgTransfer::kShort);  // composed without a look: never written
-    expect_log_only({I("restore: read file failed!"), I("save: write file failed!"), I("save: write file failed!")});
-    EXPECT_EQ(read_file_text(kFirst), std::string(16384, '\x5a'));
 }
 
 TEST_F(VendorcfgPartition, AUeventFileOfThePartitionGivesItsNumbers) {
