@@ -77,16 +77,30 @@ TEST_F(Factory, AKeyboxIsWrittenPastInterruptionsAndClosesOnlyWhenItLasts) {
 }
 
 TEST_F(Factory, AToolThatNeverClosesGetsSixteenHandles) {
+    std::vector<Bytes> handles;
+    const auto open = [&] {
+        const Bytes answer = exchange(hex("4b fd 18 00 01 00 00 00"));
+        handles.emplace_back(answer.begin() + 4, answer.begin() + 8);
+        return answer.at(8);
+    };
+    const auto close_last = [&] {
+        EXPECT_EQ(exchange(hex("4b fd 19 00") + handles.back()).at(4), 0);
+        handles.pop_back();
+    };
     for (int i = 0; i < 17; ++i) {  // one that is closed is free again
-        const Bytes opened = exchange(hex("4b fd 18 00 01 00 00 00"));
-        EXPECT_EQ(exchange(hex("4b fd 19 00") + Bytes(opened.begin() + 4, opened.begin() + 8)).at(4), 0) << i;
+        EXPECT_EQ(open(), 0) << i;
+        close_last();
     }
-    for (int i = 0; i < 16; ++i) {
-        EXPECT_EQ(exchange(hex("4b fd 18 00 01 00 00 00")).at(8), 0) << i;
+    while (handles.size() < 16) {
+        EXPECT_EQ(open(), 0) << handles.size();
     }
-    EXPECT_EQ(exchange(hex("4b fd 18 00 01 00 00 00")).at(8), 3);
+    EXPECT_EQ(open(), 3);
     expect_log_only(
         {E("fd: -1, errno:24 "), E("factory_diag_open_handler: open keybox file failed! error: Too many open files")});
+    handles.pop_back();
+    while (!handles.empty()) {
+        close_last();
+    }
 }
 
 TEST_F(Factory, ASavedDocumentThatMayNotLastIsReported) {

@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 
 #include "peripheral/input_events.h"
 #include "peripheral/key_test.h"
@@ -13,6 +15,16 @@ namespace {
 
 class InputDevices : public PhoneTest {
    protected:
+    // The registry is filled for good, so each look at it has a process of its own.
+    void in_a_fresh_process(const std::function<void()>& body) {
+        const auto whole = [&] {
+            body();
+            std::filesystem::remove_all(host(""));
+            exit(HasFailure() ? 1 : 0);
+        };
+        ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+        EXPECT_EXIT(whole(), ::testing::ExitedWithCode(0), "");
+    }
     InputDevices() {
         remove("/dev/input");
         make_dir("/dev/input");
@@ -28,43 +40,48 @@ class InputDevices : public PhoneTest {
 };
 
 TEST_F(InputDevices, OnlyThoseWithKeyOrRelativeEventsAreWatched) {
-    int number = 0;
-    for (const char* types : {"3", "5", "7", "9", "1", "100000", static_cast<const char*>(nullptr)}) {
-        add_device(number++, types);
-    }
-    write_file("/dev/input/mice", "");
-    EXPECT_EQ(ev_init(input_key_callback, nullptr), 0);
-    EXPECT_EQ(ev_count(), 3U);
-    remove("/dev/input");
-    EXPECT_EQ(ev_init(input_key_callback, nullptr), 0);
-    EXPECT_EQ(ev_count(), 3U);
+    in_a_fresh_process([this] {
+        int number = 0;
+        for (const char* types : {"3", "5", "7", "9", "1", "100000", static_cast<const char*>(nullptr)}) {
+            add_device(number++, types);
+        }
+        write_file("/dev/input/mice", "");
+        EXPECT_EQ(ev_init(input_key_callback, nullptr), 0);
+        EXPECT_EQ(ev_count(), 3U);
+        remove("/dev/input");
+        EXPECT_EQ(ev_init(input_key_callback, nullptr), 0);
+        EXPECT_EQ(ev_count(), 3U);
+        Faults faults;
+        faults.fail(Call::kThreadCreate, 1, EAGAIN);
+        EXPECT_EQ(exchange(hex("4b cd 1a 00 01")).at(4), 2);
+        EXPECT_TRUE(delays().empty());
+    });
 }
 
 TEST_F(InputDevices, AScanStopsAtExactlySixteenAndTheListsAtThirtyTwo) {
-    const auto open_descriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
-    for (int i = 0; i < 20; ++i) {
-        add_device(i, "3");
-    }
-    (void)exchange(hex("4b cd a4 00"));
-    EXPECT_EQ(ev_count(), 16U);
-    const auto before = open_descriptors();
-    (void)exchange(hex("4b cd 1a 00 00"));
-    EXPECT_EQ(ev_count(), 32U) << "16 again beyond the stop, four refused";
-    (void)exchange(hex("4b cd a4 00"));
-    EXPECT_EQ(ev_count(), 32U);
-    EXPECT_EQ(open_descriptors(), before + 16) << "a refused device stays open";
+    in_a_fresh_process([this] {
+        const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+        for (int i = 0; i < 20; ++i) {
+            add_device(i, "3");
+        }
+        (void)exchange(hex("4b cd a4 00"));
+        EXPECT_EQ(ev_count(), 16U);
+        const auto before = descriptors();
+        (void)exchange(hex("4b cd 1a 00 00"));
+        EXPECT_EQ(ev_count(), 32U) << "16 again beyond the stop, four refused";
+        (void)exchange(hex("4b cd a4 00"));
+        EXPECT_EQ(ev_count(), 32U);
+        EXPECT_EQ(descriptors(), before + 16) << "a refused device stays open";
+    });
 }
 
 class Peripheral : public PhoneTest {};
 
 TEST_F(Peripheral, AWorkerThatCannotBeStartedCostsNoTime) {
-    for (const char* request : {"4b ab 08 00", "4b cd 04 00 01", "4b cd 1a 00 01"}) {
+    for (const char* request : {"4b ab 08 00", "4b cd 04 00 01"}) {
         Faults faults;
         faults.fail(Call::kThreadCreate, 1, EAGAIN);
-        const Bytes answer = exchange(hex(request));
-        EXPECT_EQ(answer.at(4), answer.at(2) == 0x1a ? 2 : 1) << request;
+        EXPECT_EQ(exchange(hex(request)).at(4), 1) << request;
     }
     EXPECT_TRUE(delays().empty());
     EXPECT_FALSE(log_contains("thread successful"));
