@@ -13,6 +13,7 @@ namespace {
 
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr const char* kListName = "line";
+constexpr int kShownLines = 40;  // of a list that has not the one that is wanted
 
 bool is_name(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
@@ -328,6 +329,15 @@ std::string expected_text(const Condition& condition) {
     return "expected " + (condition.comparison == "=" ? "" : condition.comparison + " ") + condition.value;
 }
 
+// The last of many lines, each behind a line feed.
+std::string last_lines(const std::string& lines) {
+    size_t at = lines.size();
+    for (int left = kShownLines; left > 0 && at > 0; --left) {
+        at = lines.rfind('\n', at - 1);
+    }
+    return at == 0 ? lines : "\n      ..." + lines.substr(at);
+}
+
 bool list_holds(const Condition& condition, const Answer& answer, size_t* from, std::string* reason) {
     const bool none = condition.comparison[0] == '!';
     std::string shown;
@@ -347,7 +357,8 @@ bool list_holds(const Condition& condition, const Answer& answer, size_t* from, 
             return true;
         }
     }
-    *reason = "no such line, " + expected_text(condition) + "; there are" + (shown.empty() ? " none" : ":" + shown);
+    *reason = "no such line, " + expected_text(condition) + "; there are" +
+              (shown.empty() ? " none" : ":" + last_lines(shown));
     return none;
 }
 
