@@ -14,6 +14,7 @@ for bench in hdlc info sentence vendorcfg; do
 done
 "$bin/load_bench" "$bin/vendordiag" "$bin/poll_echo" "$bin/poll_echo_linked" device
 "$bin/client_bench" "$bin/vdiag" "$bin/echo_peer"
+PATH=$bin:$PATH /usr/bin/python3 bench/serve_bench.py
 [ "${1:-60}" -gt 0 ] || exit 0
 
 echo "== The daemon at rest"

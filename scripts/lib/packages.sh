@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what is missing for one or more uses, by Debian package name:
-#     scripts/lib/packages.sh build | bench | lint | mutants | fuzz | target | arm64 ...
+#     scripts/lib/packages.sh build | package | bench | lint | mutants | fuzz | target | arm64 ...
 # Says and does nothing when all is there. As root, or with sudo.
 set -eu
 
@@ -10,6 +10,7 @@ for use in "$@"; do
     case $use in
         build) wanted="$wanted g++ cmake python3 ninja-build libxml2-dev libssl-dev libgtest-dev
             nlohmann-json3-dev libedit-dev" ;;
+        package) wanted="$wanted dpkg-dev lintian mmdebstrap" ;;
         bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;
         mutants) wanted="$wanted python3-clang-14 ccache" ;;
