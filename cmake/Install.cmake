@@ -31,7 +31,7 @@ install(DIRECTORY python/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT 
 # What the client writes about itself, and everything that is installed compressed.
 file(TIMESTAMP ${CMAKE_SOURCE_DIR}/CHANGELOG.md changed "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(maintainer "Developers of vendordiag <vendordiag@example.org>")
-file(CONFIGURE OUTPUT ${made}/changelog.Debian @ONLY CONTENT "vendordiag-tools (@PROJECT_VERSION@-1) unstable; urgency=medium
+file(CONFIGURE OUTPUT ${made}/changelog.Debian @ONLY CONTENT "vendordiag (@PROJECT_VERSION@-1) unstable; urgency=medium
 
   * As upstream's changelog.gz says.
 
@@ -66,6 +66,8 @@ install(FILES ${made}/vdiag DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion
 install(FILES ${made}/_vdiag DESTINATION ${zsh} COMPONENT tools)
 install(FILES ${made}/vdiag.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
 install(FILES ${made}/changelog.gz ${made}/changelog.Debian.gz packaging/copyright TYPE DOC COMPONENT tools)
+install(FILES ${made}/changelog.gz ${made}/changelog.Debian.gz packaging/copyright
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvdiag-dev COMPONENT dev)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vendordiag-tools)
@@ -75,18 +77,29 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "factory diagnostics of phones: client and simulated phone")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "A client for the factory-diagnostics daemon of a phone, for the command
-line, test plans and other programs, and a simulated phone on which every
-command and plan can be tried without hardware.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
-set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_SOURCE vendordiag)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Loaded when a task needs them.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libedit2, python3")
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/prerm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEB_COMPONENT_INSTALL OFF)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL tools dev)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vendordiag-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+# Loaded when a task needs it, and what the Python package needs.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "libedit2, python3")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/prerm)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "factory diagnostics of phones: client and simulated phone
+A client for the factory-diagnostics daemon of a phone, for the command
+line, test plans and other programs, and a simulated phone on which every
+command and plan can be tried without hardware.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvdiag-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEV_DESCRIPTION "factory diagnostics of phones: C++ library
+The client for the factory-diagnostics daemon of a phone as a library for
+C++ programs, with its header, a CMake package and an example.")
 include(CPack)

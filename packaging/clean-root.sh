@@ -1,6 +1,6 @@
 #!/bin/bash
-# Installs the Debian package in a clean Debian 12 root, uses it as a stranger would, and removes it:
-#     packaging/clean-root.sh [PACKAGE.deb]     (as root; without a package, builds one in build/package)
+# Installs the Debian packages in a clean Debian 12 root, uses them as a stranger would, and removes them:
+#     packaging/clean-root.sh [PACKAGE.deb...]     (as root; without packages, builds them in build/package)
 # The root comes from the package source that this machine is set up for, in a folder that goes when it ends. The last line
 # is the summary.
 set -euo pipefail
@@ -10,23 +10,24 @@ if [ "${CLEAN_ROOT_UNSHARED-}" != yes ]; then
     CLEAN_ROOT_UNSHARED=yes exec unshare --mount "$0" "$@"  # what is mounted below goes with this
 fi
 
-package=${1-}
-if [ -z "$package" ]; then
+packages=("$@")
+if [ $# -eq 0 ]; then
     mkdir -p build
     { cmake -S . -B build/package -DVENDORDIAG_TESTS=OFF && cmake --build build/package --parallel "$(nproc)" &&
         (cd build/package && rm -f ./*.deb && cpack); } >build/package.log 2>&1 || { tail -n 30 build/package.log >&2; exit 1; }
-    package=$(echo build/package/*.deb)
+    packages=(build/package/*.deb)
 fi
-lintian --tag-display-limit 0 --fail-on error "$package"
+lintian --tag-display-limit 0 --fail-on error "${packages[@]}"
 
 work=$(mktemp -d)
-trap 'umount "$root/proc" "$root/dev" 2>/dev/null || :; rm -rf --one-file-system "$work"' EXIT
+trap 'umount -R -l "$root/proc" "$root/dev" 2>/dev/null || :; rm -rf --one-file-system "$work"' EXIT
 root=$work/root
 apt-config dump --format '%F "%v";%n' Acquire >"$work/apt.conf"
 sources=(/etc/apt/sources.list.d/debian.sources)
 [ -e "${sources[0]}" ] || sources=(/etc/apt/sources.list)
 echo "== Making a root"
-mmdebstrap --quiet --mode=root --variant=apt --aptopt="$work/apt.conf" --include=python3-pytest,man-db bookworm "$root" "${sources[@]}"
+mmdebstrap --quiet --mode=root --variant=apt --aptopt="$work/apt.conf" --include=python3-pytest,man-db,g++,cmake,make,pkg-config \
+    bookworm "$root" "${sources[@]}"
 mkdir -p "$root/etc/apt/apt.conf.d"
 cp "$work/apt.conf" "$root/etc/apt/apt.conf.d/99clean-root"
 cp /etc/resolv.conf "$root/etc/resolv.conf"
@@ -34,7 +35,7 @@ mount -t proc proc "$root/proc"
 mount --rbind /dev "$root/dev"
 mount --make-rslave "$root/dev"
 mkdir -p "$root/home/station"
-cp "$package" "$root/home/station/"
+cp "${packages[@]}" "$root/home/station/"
 cp python/examples/test_station.py "$root/home/station/"
 
 inside() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/home/station LC_ALL=C.UTF-8 sh -euc "$1"; }
@@ -80,7 +81,11 @@ with vdiag.SimulatedPhone() as simulated:
     library.field_should_be(\"ftm ReadWifimac\", \"mac\", \"00:11:22:aa:bb:cc\")
     plug.PhonePlug.address = simulated.addresses[0]
     assert plug.measure_battery({}, plug.PhonePlug())"'
-step removal 'DEBIAN_FRONTEND=noninteractive apt-get purge -q -y --autoremove vendordiag-tools'
+step "the library and its example" 'cd /usr/share/doc/libvdiag-dev/examples/example
+cmake -S . -B /home/station/example && cmake --build /home/station/example
+g++ -std=c++17 address.cpp $(pkg-config --cflags --libs vdiag) -o /home/station/address
+vdiag-phone --scale 0.1 -- sh -euc "/home/station/example/address && /home/station/address \"\" 02:00:00:00:00:09 | grep \"00 09\""'
+step removal 'DEBIAN_FRONTEND=noninteractive apt-get purge -q -y --autoremove vendordiag-tools libvdiag-dev'
 files >"$work/after"
 diff "$work/before" "$work/after" || { echo "FAILED: the package left traces"; exit 1; }
-echo "${#passed[@]} steps passed in a clean root, and no file stayed: $(basename "$package")"
+echo "${#passed[@]} steps passed in a clean root, and no file stayed: ${packages[*]##*/}"

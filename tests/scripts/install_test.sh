@@ -30,6 +30,27 @@ expect "version of the daemon" "$(vdiag --version | cut -d' ' -f2-)" "$(vendordi
 expect "version" "$(sed -n 's/^#define VENDORDIAG_VERSION "\(.*\)"/vdiag \1/p' "$source/version/version.h")" \
     "$(vdiag --version | cut -d' ' -f1-2)"
 
+# The library from its CMake package and by pkg-config. It is built as the rest is.
+flags=-fsanitize=$(sed -n 's/^VENDORDIAG_SANITIZE:.*=//p' "$build/CMakeCache.txt")
+[ "$flags" != -fsanitize= ] || flags=
+example=$work/usr/share/doc/libvdiag-dev/examples/example
+{ cmake -S "$example" -B "$work/example" -DCMAKE_PREFIX_PATH="$work/usr" -DCMAKE_CXX_FLAGS="$flags" &&
+    cmake --build "$work/example"; } >"$work/out" 2>&1 || { echo "the example:"; cat "$work/out"; failed=1; }
+vdiag-phone --root "$work/library" --scale 0 -- sh -euc '
+    [ "$("$1" "unix:$VENDORDIAG_ROOT/.sim/diag")" = "00 11 22 aa bb cc " ]
+    [ "$("$1" "" 02:00:00:00:00:01)" = "02 00 00 00 00 01 " ]
+    status=0; "$1" "" 01:00:00:00:00:01 2>"$2" || status=$?
+    [ $status = 7 ] && grep -q "WriteWifimac: status 4" "$2"
+    status=0; "$1" "" nonsense 2>/dev/null || status=$?
+    [ $status = 2 ]' sh "$work/example/address" "$work/said" >"$work/out" 2>&1 ||
+    { echo "the example runs:"; cat "$work/out"; failed=1; }
+status=0
+"$work/example/address" unix:/nowhere 2>/dev/null || status=$?
+expect "status of the example without a phone" 3 "$status"
+pc=$(dirname "$(find "$work/usr" -name vdiag.pc)")/vdiag.pc
+expect "pkg-config" "$(find "$work/usr" -name libvdiag.a)" \
+    "$(readlink -f "$(sed -n "s#^prefix=\${pcfiledir}#$(dirname "$pc")#p" "$pc")/$(sed -n 's/^Libs: -L${prefix}\(.*\) -lvdiag/\1/p' "$pc")/libvdiag.a")"
+
 # A plan, at the address that the client has when it is given none; the command's status is that of vdiag-phone.
 phone=$HOME/.local/state/vdiag-phone
 status=0

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "tools/vdiag/catalogue/shape.h"
+#include "tools/vdiag/library/typed.h"
 #include "tools/vdiag/run/perform.h"
 #include "tools/vdiag/run/report.h"
 #include "tools/vdiag/serve/serve.h"
@@ -32,120 +32,66 @@ std::string dump(const Json& value) { return value.dump(-1, ' ', false, Json::er
 
 // ---- Arguments
 
-bool is_bytes(const Field& field) { return field.type == FieldType::kBytes || field.type == FieldType::kMac; }
+// A list of texts, or an object of them.
+bool group_of(const Json& value, libvdiag::Value* out) {
+    const bool texts = std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_string(); });
+    if (value.is_array() && texts) {
+        *out = value.get<libvdiag::Names>();
+    } else if (value.is_object() && texts) {
+        libvdiag::Pairs pairs;
+        for (const auto& [name, text] : value.items()) {
+            pairs.emplace_back(name, text.get<std::string>());
+        }
+        *out = pairs;
+    }
+    return texts && value.is_structured();
+}
 
-// The word that stands for a value. On a command line some beginnings have a meaning; here a text is a text.
-bool word_for(const Field& field, const Json& value, std::string* word, std::string* error) {
-    const std::string name = std::string(field.name) + ": ";
-    if (value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
-        *word = (is_bytes(field) ? "" : "hex:") + value["hex"].get<std::string>();
-        return true;
+bool value_of(const Json& value, bool group, libvdiag::Value* out) {
+    if (group && value.is_structured()) {
+        return group_of(value, out);
     }
     if (value.is_number_integer()) {
-        *word = dump(value);
-        return true;
+        *out = value.get<int64_t>();
+        return !value.is_number_unsigned() || value.get<uint64_t>() <= INT64_MAX;
     }
-    if (!value.is_string()) {
-        return refuse(name + "neither a text, nor a whole number, nor {\"hex\": \"00ff\"}", error);
+    if (value.is_object() && value.size() == 1 && value.contains("hex") && value["hex"].is_string()) {
+        const auto bytes = hex_parse(value["hex"].get_ref<const std::string&>());
+        *out = bytes.value_or(Bytes());
+        return bytes.has_value();
     }
-    *word = value.get<std::string>();
-    if (word->starts_with("hex:") || word->starts_with("text:")) {
-        return refuse(name + "a text that begins with hex: or text: is given as {\"hex\": \"00ff\"}", error);
+    if (value.is_string()) {
+        *out = value.get<std::string>();
     }
-    return true;
+    return value.is_string();
 }
 
-// The words of a list of names, or of pairs.
-bool group_words(const Field& field, const Json& value, std::vector<std::string>* words, std::string* error) {
-    const bool pairs = field.type == FieldType::kPairs;
-    if (pairs ? !value.is_object() : !value.is_array()) {
-        return refuse(std::string(field.name) + ": " + (pairs ? "no object of names and values" : "no list of names"),
-                      error);
-    }
-    for (const auto& [name, item] : value.items()) {
-        if (!item.is_string() || (pairs && (name.empty() || name.find('=') != std::string::npos))) {
-            return refuse(std::string(field.name) + ": names and values are texts, and no name has '='", error);
-        }
-        words->push_back((pairs ? name + "=" : "") + item.get<std::string>());
-    }
-    return true;
-}
-
-bool is_group(const Field& field) { return field.type == FieldType::kKeys || field.type == FieldType::kPairs; }
-
-bool named_words(const std::vector<Field>& fields, const Json& given, std::vector<std::string>* words,
-                 std::string* error) {
-    for (const auto& [name, value] : given.items()) {
-        const auto same = [&wanted = name](const Field& field) { return equal_names(field.name, wanted); };
-        if (std::none_of(fields.begin(), fields.end(), same)) {
-            return refuse("no argument '" + name + "'", error);
-        }
-    }
-    bool ended = false;
-    for (const Field& field : fields) {
-        const auto found = std::find_if(given.items().begin(), given.items().end(),
-                                        [&](const auto& item) { return equal_names(item.key(), field.name); });
-        if (found == given.items().end()) {
-            ended = true;
-            if (!field.optional) {
-                return refuse(std::string(field.name) + ": missing (" + type_text(field) + ")", error);
-            }
-            continue;
-        }
-        std::string word;
-        if (ended) {
-            return refuse(std::string(field.name) + ": an argument in front of it is left out", error);
-        }
-        if (is_group(field) ? !group_words(field, (*found).value(), words, error)
-                            : !word_for(field, (*found).value(), &word, error)) {
-            return false;
-        }
-        if (!is_group(field)) {
-            words->push_back(word);
-        }
-    }
-    return true;
-}
-
-bool listed_words(const std::vector<Field>& fields, const Json& given, std::vector<std::string>* words,
-                  std::string* error) {
-    for (size_t i = 0; i < given.size(); ++i) {
-        const Field none;
-        const bool known = i < fields.size() && !is_group(fields[i]);
-        std::string word;
-        if (!word_for(known ? fields[i] : none, given[i], &word, error)) {
-            return false;
-        }
-        words->push_back(word);
-    }
-    return true;
-}
-
-const Command* command_of(const std::vector<std::string>& words) {
-    size_t used = 0;
-    if (words.size() == 2 && equal_names(words[0], "ftm")) {
-        return find_ftm(words[1]);
-    }
-    const Command* command = find_words(words, &used);
-    return used == words.size() ? command : nullptr;
+// Whether a list or an object is wanted for an argument, by its name or its place.
+bool wants_group(const std::vector<Field>& fields, const std::string& name, size_t place) {
+    const auto named = [&](const Field& field) { return equal_names(field.name, name); };
+    const auto found = name.empty() ? fields.begin() + static_cast<std::ptrdiff_t>(std::min(place, fields.size()))
+                                    : std::find_if(fields.begin(), fields.end(), named);
+    return found != fields.end() && is_group(*found);
 }
 
 bool take_arguments(const Json& given, Request* request, std::string* error) {
     std::vector<std::string>* words = &request->invocation.words;
-    std::vector<Field> fields;
-    const Command* command = command_of(*words);
-    if (command != nullptr) {
-        (void)shape_parse(command->arguments, &fields);
-        std::erase_if(fields, [](const Field& field) { return field.type == FieldType::kFixed; });
-    }
-    if (given.is_array()) {
-        return listed_words(fields, given, words, error);
-    }
-    if (!given.is_object()) {
+    const Command* command = command_of_words(*words);
+    const std::vector<Field> fields = command != nullptr ? argument_fields(*command) : std::vector<Field>();
+    if (!given.is_structured()) {
         return refuse("\"arguments\" is neither a list nor an object", error);
     }
-    return command != nullptr ? named_words(fields, given, words, error)
-                              : refuse("only the arguments of the catalogue's commands have names", error);
+    std::vector<libvdiag::Argument> arguments;
+    for (const auto& [key, value] : given.items()) {
+        const std::string name = given.is_object() ? key : "";
+        libvdiag::Argument argument(name, libvdiag::Value());
+        if (!value_of(value, wants_group(fields, name, arguments.size()), &argument.value)) {
+            return refuse(
+                "argument " + key + ": no text, whole number, {\"hex\": \"00ff\"}, or list or object of texts", error);
+        }
+        arguments.push_back(std::move(argument));
+    }
+    return typed_words(command, arguments, words, error);
 }
 
 // ---- Options
