@@ -1,8 +1,6 @@
 // The factory information store: its file, its two commands and its publishing.
 #include "factory/factory_info.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>

@@ -1,6 +1,4 @@
 // The Widevine keybox and the attestation keybox: both are handed to vendor programs, whose output or status decides.
-#include <fcntl.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>

@@ -1,7 +1,4 @@
 // MAC addresses: the Wi-Fi address as a text file, the Bluetooth address as a short binary record, both on persist.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 

@@ -1,13 +1,10 @@
 // Identity texts in files: the OMA-DM record, the country code and the LCD current on persist; the MHL chip's node.
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "ftm/ftm_identity.h"
 #include "ftm/ftm_message.h"
-#include "platform/include/device.h"
 #include "platform/include/log.h"
 #include "support/files.h"
 

@@ -2,8 +2,6 @@
 // configuration.
 #include "ftm/ftm_usb_serial.h"
 
-#include <fcntl.h>
-
 #include <cstring>
 #include <string>
 
