@@ -66,11 +66,14 @@ TEST_F(Factory, WithoutARequestOrAResponseNothingIsAnswered) {
 TEST_F(Factory, AKeyboxIsWrittenPastInterruptionsAndClosesOnlyWhenItLasts) {
     const Bytes opened = exchange(hex("4b fd 18 00 01 00 00 00"));
     const Bytes handle(opened.begin() + 4, opened.begin() + 8);
+    const auto write = [this, &handle](const char* offset, const char* data) {
+        return exchange(hex("4b fd 1a 00") + handle + hex(offset) + hex(data)).at(16);
+    };
     Faults faults;
     faults.shorten(Call::kWrite, 1, 2);
-    faults.fail(Call::kWrite, 2, EINTR);
-    EXPECT_EQ(exchange(hex("4b fd 1a 00") + handle + hex("00 00 00 00 61 62 63 64")),
-              hex("4b fd 1a 00") + handle + hex("00 00 00 00 04 00 00 00 00 00 00 00"));
+    EXPECT_EQ(write("00 00 00 00", "61 62 63"), 0);
+    faults.fail(Call::kWrite, 1, EINTR);
+    EXPECT_EQ(write("03 00 00 00", "64"), 0);
     EXPECT_EQ(read_file_text("/mnt/vendor/persist/keybox/keybox.xml"), "abcd");
     faults.fail(Call::kFsync, 1, EIO);
     EXPECT_EQ(exchange(hex("4b fd 19 00") + handle), hex("4b fd 19 00 03 00 00 00"));
