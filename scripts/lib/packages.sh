@@ -8,7 +8,7 @@ wanted=
 foreign=
 for use in "$@"; do
     case $use in
-        build) wanted="$wanted g++ cmake python3 ninja-build libxml2-dev libssl-dev libgtest-dev
+        build) wanted="$wanted g++ cmake make python3 ninja-build libxml2-dev libssl-dev libgtest-dev
             nlohmann-json3-dev libedit-dev" ;;
         package) wanted="$wanted dpkg-dev lintian mmdebstrap" ;;
         bench) wanted="$wanted libbenchmark-dev" ;;

@@ -21,6 +21,10 @@ until_true() {
     failed=1
 }
 
+# Another generator reads the same build files.
+{ cmake -S "$source" -B "$work/make" -G "Unix Makefiles" -DVENDORDIAG_TESTS=OFF &&
+    cmake --build "$work/make" --target simulated_phone; } >"$work/out" 2>&1 || { tail "$work/out"; failed=1; }
+
 cmake --install "$build" --prefix "$work/usr" >/dev/null
 expect "texts that name the source tree" "" "$(grep -rIl "$source" "$work/usr" || :)"
 mkdir "$work/home"
