@@ -233,7 +233,6 @@ FtmStatus read_label(const char* name, FtmMessage& message) {
     ALOGD("%s plaintext_size = %d\n", name, static_cast<int>(length));
     // Kept: 21 bytes whatever the label's length, so the padding of a shorter one is part of the reply.
     (void)memcpy(message.bytes, plain, kReplySize);
-    message.bytes[kReplySize] = 0;
     const size_t reply = strlen(message.text());
     ALOGD("%s: len_original = %d", name, static_cast<int>(reply));
     return ftm_status(reply != 0);
