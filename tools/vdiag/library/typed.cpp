@@ -27,7 +27,8 @@ bool group_words(const Field& field, const libvdiag::Value& value, std::vector<s
         if (name.empty() || name.find('=') != std::string::npos) {
             return refuse(field, "a name is empty or has '='", error);
         }
-        words->push_back(name + "=" + text);
+        std::string word = name;
+        words->push_back(word.append("=").append(text));
     }
     return true;
 }

@@ -17,7 +17,7 @@ constexpr const char* kClasses[] = {"done",  "failure", "usage",  "connect",    
                                     "ended", "error",   "status", "expectation"};
 
 struct Request {
-    Json id;  // null: not known
+    std::string id = "null";  // as JSON; null: not known
     Invocation invocation;
     std::string timeout;
     bool catalogue = false;
@@ -147,7 +147,7 @@ bool parse_request(std::string_view line, Request* request, std::string* error) 
     if (id == json.end() || !(id->is_string() || id->is_number_integer())) {
         return refuse("\"id\" is neither a text nor a whole number", error);
     }
-    request->id = *id;
+    request->id = dump(*id);
     for (const auto& [name, value] : json.items()) {
         if (!take_member(name, value, request, error)) {
             return false;
@@ -162,17 +162,17 @@ bool parse_request(std::string_view line, Request* request, std::string* error) 
 
 // ---- Records
 
-std::string head(const Json& id, int exit_status, const std::string& text) {
-    std::string out = "{\"id\":" + dump(id) + ",\"class\":\"" + kClasses[exit_status] + "\"";
+std::string head(const std::string& id, int exit_status, const std::string& text) {
+    std::string out = "{\"id\":" + id + ",\"class\":\"" + kClasses[exit_status] + "\"";
     return text.empty() ? out : out + ",\"text\":" + dump(text);
 }
 
-std::string failure_record(const Json& id, const Failure& failure) {
+std::string failure_record(const std::string& id, const Failure& failure) {
     return head(id, failure.exit_status, failure.text) + ",\"ok\":false}\n";
 }
 
 // The member's own braces and line end make room for the head.
-std::string answer_record(const Json& id, const Answer& answer) {
+std::string answer_record(const std::string& id, const Answer& answer) {
     Style style;
     style.json = true;
     style.raw = answer.title == "raw";
@@ -181,7 +181,7 @@ std::string answer_record(const Json& id, const Answer& answer) {
 
 }  // namespace
 
-std::string serve_refusal(const std::string& text) { return failure_record(Json(), {kExitUsage, text}); }
+std::string serve_refusal(const std::string& text) { return failure_record("null", {kExitUsage, text}); }
 
 std::string serve_request(Session* session, std::string_view line) {
     Request request;
