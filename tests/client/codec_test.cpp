@@ -119,7 +119,7 @@ TEST(DecodeTest, AnswersBecomeValues) {
         {"WriteVariantFlag", "03 6661696c6564",
          R"({"command":"WriteVariantFlag","ok":false,"status":3,"status_text":"not written","fields":{"message":"failed"}})"},
         {"ReadUsbTag", "01 67657420757300",
-         R"({"command":"ReadUsbTag","ok":false,"status":1,"status_text":"the configuration record is missing or cannot be written","fields":{"message":"get us"}})"},
+         R"({"command":"ReadUsbTag","ok":false,"status":1,"status_text":"there is no such configuration record","fields":{"message":"get us"}})"},
         {"CheckUnlockESIM", "01 04 00",
          R"({"command":"CheckUnlockESIM","ok":false,"status":1,"status_text":"not done: see the reason","fields":{"reason":"wrong"}})"},
         {"UFS", "00 01 00",
@@ -136,6 +136,30 @@ TEST(DecodeTest, AnswersBecomeValues) {
          R"({"command":"info get","ok":true,"status":0,"status_text":"done","fields":{"length":27,"values":{"k":["1","2"]}},"rest":"07"})"},
         {"GetCSR", "00 0500 7b7d",
          R"({"command":"GetCSR","ok":false,"status":0,"status_text":"done","fields":{},"rest":"05007b7d","fault":"the answer ends before csr"})"},
+        {"ReadBTmac", "00 030000000000 00",
+         R"({"command":"ReadBTmac","ok":false,"status":0,"status_text":"the address file is damaged","fields":{}})"},
+        {"ReadEdigitalCode", "00 41420e0e0e0e0e0e0e0e0e0e0e0e0e0e00",
+         R"({"command":"ReadEdigitalCode","ok":true,"status":0,"status_text":"done","fields":{"label":"AB"}})"},
+        {"ReadEdigitalCode", "00 313233343536373839304142434445461010101010 00",
+         R"({"command":"ReadEdigitalCode","ok":true,"status":0,"status_text":"done","fields":{"label":"1234567890ABCDEF"}})"},
+        {"ReadEdigitalCode", "00 313233343536373839304142434445464748494a0c 00",
+         R"({"command":"ReadEdigitalCode","ok":true,"status":0,"status_text":"done","fields":{"label":"1234567890ABCDEFGHIJ"}})"},
+        {"ReadSecPatch", "00 ff00",
+         R"({"command":"ReadSecPatch","ok":false,"status":0,"status_text":"no security patch level is set","fields":{}})"},
+        {"ElecAccessNetAuthen", "00 0400",
+         R"({"command":"ElecAccessNetAuthen","ok":true,"status":0,"status_text":"done","fields":{"message":4}})"},
+        {"ReadVariantFlag", "01 6661696c65640a00",
+         R"({"command":"ReadVariantFlag","ok":false,"status":1,"status_text":"no variant flag is set","fields":{"message":"failed\n"}})"},
+        {"ReadSWVer", "01 ff00",
+         R"({"command":"ReadSWVer","ok":false,"status":1,"status_text":"there is no such configuration record","fields":{}})"},
+        {"checkcardto", "01 3200",
+         R"({"command":"checkcardto","ok":false,"status":1,"status_text":"the tray is out, or unknown","fields":{"tray":"2"}})"},
+        {"imei hash",
+         "03000000 e7"
+         "00000000000000000000000000000000000000000000000000000000000000",
+         R"({"command":"imei hash","ok":false,"status":3,"status_text":"the modem gives no IMEI","fields":{}})"},
+        {"keys check", "01 00 00",
+         R"({"command":"keys check","ok":false,"status":1,"status_text":"not all keys were seen yet","fields":{"all_seen":"no"}})"},
         {"UFS", "ff 00",
          R"({"command":"UFS","ok":false,"status":255,"status_text":"the phone does not know this command","fields":{}})"},
     };
@@ -151,6 +175,11 @@ TEST(DecodeTest, PeopleSeeNamesWordsLinesAndUncoveredBytes) {
               "CheckUnlockESIM: status 1, not done: see the reason\n  reason  4 (wrong)\n");
     EXPECT_EQ(report_answer(ask("GetTofData", "00 613d310a623d320a 00 07"), Style{}),
               "GetTofData: status 0, done\n  data  a=1\n    b=2\n  rest  07\n");
+    // A terminal's control sequence in one byte, a turn of the writing direction, a character that shows nothing; and
+    // one that shows.
+    EXPECT_EQ(report_answer(ask("GetTofData", "00 c29b e280ae e2808b c3a4 1b 00"), Style{}),
+              "GetTofData: status 0, done\n  data  \\xc2\\x9b\\xe2\\x80\\xae\\xe2\\x80\\x8b\u00e4\\x1b\n");
+    EXPECT_NE(report_answer(ask("GetTofData", "00 c29b 00"), Style{.json = true}).find("\\u009b"), std::string::npos);
     EXPECT_EQ(report_answer(ask("UFS", "00"), Style{.hex = true}).substr(0, 31), "> 4b 0b fe 7f 55 46 53 00\n< 4b ");
 }
 

@@ -32,7 +32,9 @@ struct Where {
 // What a request does to the phone.
 enum class Effect : uint8_t {
     kReads,   // changes nothing: may be sent again after a timeout
+    kUses,    // changes nothing that stays, but runs a program or uses something up: sent once
     kWrites,  // changes something
+    kFinal,   // erases something, or cannot be undone
     kDown,    // takes the phone down
 };
 
@@ -50,7 +52,8 @@ enum class Effect : uint8_t {
 //   records          answer: a u16 count of NAME and VALUE groups
 //   =HEX             argument: fixed bytes
 //   -N               answer: N bytes that mean nothing; - alone: padding to the end
-// An argument type that ends in "?" may be left out. In the answer of a command that is named by text, status and
+// An argument type that ends in "?" may be left out. An answer's field counts only in a success, unless its type ends
+// in "!". In the answer of a command that is named by text, status and
 // padding are understood. The answer's field `status` is judged by `statuses`: "NUMBER text|..."; a number with a
 // leading "+" is a success, and when none has one, 0 is.
 struct Command {
@@ -67,6 +70,8 @@ struct Command {
 std::span<const Command> catalogue();
 
 bool is_ftm(const Command& command);  // named by text
+
+const char* effect_text(Effect effect);  // for people
 
 // The bytes in front of the arguments: header, sub-command, name.
 Bytes request_head(const Command& command);

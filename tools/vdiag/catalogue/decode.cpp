@@ -4,6 +4,7 @@
 
 #include "tools/vdiag/catalogue/codec.h"
 #include "tools/vdiag/catalogue/shape.h"
+#include "tools/vdiag/catalogue/special.h"
 
 namespace vdiag {
 namespace {
@@ -22,7 +23,7 @@ constexpr ErrorName kErrorNames[] = {
     {21, "bad length"},
     {22, "bad device"},
     {24, "bad mode: not allowed in the phone's present mode"},
-    {71, "locked: the service programming code is missing"},
+    {66, "locked: the service programming code is missing"},
 };
 
 // Reads a packet from front to back.
@@ -185,23 +186,19 @@ bool all_zero(const uint8_t* data, size_t size) {
     return std::all_of(data, data + size, [](uint8_t byte) { return byte == 0; });
 }
 
-// A failed command's message: a text of its own, or nothing, in place of the fields.
-bool take_failure_text(Reader* reader, Answer* answer) {
+// A failed command's message: a text in the place of the fields, or nothing. A single byte is no text where a number
+// would stand.
+void take_failure_text(bool texts, size_t width, Reader* reader, Answer* answer) {
     Field message;
     message.name = "message";
     const std::string_view text = reader->text(reader->left());
     const std::string_view words = text.substr(0, text.find('\0'));
-    std::string_view shown = words;
-    while (shown.ends_with('\n')) {
-        shown.remove_suffix(1);
-    }
-    if (!words.empty() && !is_printable(shown)) {
-        return false;
-    }
-    if (words.size() > 1) {
+    const std::string_view shown = words.substr(0, words.find_last_not_of('\n') + 1);
+    if (!words.empty() && (texts || (words.size() > 1 && is_printable(shown)))) {
         answer->values.push_back(take_text(message, 0, reader));
+    } else {
+        reader->at += std::min(width, reader->left());
     }
-    return words.size() != 1;
 }
 
 // Status byte, message fields, padding.
@@ -211,12 +208,22 @@ void decode_ftm(const Command& command, std::vector<Field>* fields, Reader* read
         return;
     }
     answer->status = status_of(command, static_cast<int64_t>(reader->number(1)));
-    const bool texts = !fields->empty() && fields->front().type == FieldType::kText;
-    if (!answer->status->success && (all_zero(reader->data(), reader->left()) || !texts) &&
-        take_failure_text(reader, answer)) {
+    const bool told = !fields->empty() && fields->front().always && !all_zero(reader->data(), reader->left());
+    if (!answer->status->success && !told) {
+        const bool texts = !fields->empty() && fields->front().type == FieldType::kText;
+        take_failure_text(texts, fields->empty() ? 0 : fields->front().size, reader, answer);
         fields->clear();
     }
     fields->emplace_back();
+}
+
+// What a failed command left unwritten is no value.
+void drop_unwritten(const std::vector<Field>& fields, Answer* answer) {
+    std::erase_if(answer->values, [&](const Value& value) {
+        return !value.record && std::any_of(fields.begin(), fields.end(), [&](const Field& field) {
+            return field.name == value.name && !field.always;
+        });
+    });
 }
 
 void decode_fields(const Command& command, Reader* reader, Answer* answer) {
@@ -232,6 +239,9 @@ void decode_fields(const Command& command, Reader* reader, Answer* answer) {
     }
     if (!is_ftm(command)) {
         take_status(command, answer);
+    }
+    if (answer->status && !answer->status->success) {
+        drop_unwritten(fields, answer);
     }
     answer->rest.insert(answer->rest.end(), reader->data(), reader->data() + reader->left());
 }
@@ -305,6 +315,7 @@ Answer decode_answer(const Bytes& request, const Bytes& response, const Command*
     if (command != nullptr) {
         reader.at = std::min(answer_head(*command).size(), response.size());
         decode_fields(*command, &reader, &answer);
+        explain_special(*command, &answer);
         return answer;
     }
     const size_t head = response.empty() ? 0 : (response[0] == kSubsystemDispatch ? kSubsystemHead : 1);

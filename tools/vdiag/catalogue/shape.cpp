@@ -59,7 +59,8 @@ bool parse_words(std::string_view text, Field* field) {
 
 bool parse_type(std::string_view text, Field* field) {
     field->optional = text.ends_with('?');
-    text.remove_suffix(field->optional ? 1 : 0);
+    field->always = text.ends_with('!');
+    text.remove_suffix(field->optional || field->always ? 1 : 0);
     const std::string_view name = text.substr(0, text.find_first_of("({"));
     text.remove_prefix(name.size());
     for (const TypeName& known : kTypeNames) {

@@ -34,6 +34,7 @@ struct Field {
     FieldType type = FieldType::kSkip;
     size_t size = 0;
     bool optional = false;
+    bool always = false;  // counts in a failure too
     bool limited = false;
     uint64_t low = 0;
     uint64_t high = 0;

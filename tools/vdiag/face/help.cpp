@@ -64,8 +64,9 @@ std::string command_help(const Command& command) {
     std::vector<Field> answer;
     (void)shape_parse(command.arguments, &arguments);
     (void)shape_parse(command.answer, &answer);
-    std::string out = "vdiag " + typed_name(command) + "\n  " + command.help + "\n\nusage: vdiag " +
-                      (is_ftm(command) ? "ftm " : "") + usage_of(command) + "\n" + fields_text(arguments);
+    std::string out = "vdiag " + typed_name(command) + "\n  " + command.help + "\n  " + effect_text(command.effect) +
+                      "\n\nusage: vdiag " + (is_ftm(command) ? "ftm " : "") + usage_of(command) + "\n" +
+                      fields_text(arguments);
     if (!answer.empty()) {
         out += "\nanswer:\n" + fields_text(answer);
     }

@@ -137,13 +137,18 @@ std::string example(const Command& command) {
     return out + "\n" + report_answer(answer, Style{false, shown, false, false}) + "```\n\n";
 }
 
+std::string effect_sentence(Effect effect) {
+    std::string text = effect_text(effect);
+    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return text + ".";
+}
+
 std::string command_section(const Command& command) {
     std::vector<Field> arguments;
     (void)shape_parse(command.arguments, &arguments);
-    static constexpr const char* kEffects[] = {"Reads only.", "Changes the phone.", "Takes the phone down."};
     std::string out = "### " + std::string(command.name) + "\n\n" + command.help + ". " +
-                      kEffects[static_cast<size_t>(command.effect)] + "\n\nSent to " + address_text_of(command) +
-                      ": `vdiag " + (is_ftm(command) ? "ftm " : "") + usage_of(command) + "`\n\n";
+                      effect_sentence(command.effect) + "\n\nSent to " + address_text_of(command) + ": `vdiag " +
+                      (is_ftm(command) ? "ftm " : "") + usage_of(command) + "`\n\n";
     out[out.find("\n\n") + 2] = static_cast<char>(std::toupper(static_cast<unsigned char>(out[out.find("\n\n") + 2])));
     if (arguments.empty()) {
         out += "The request carries nothing else.\n";

@@ -299,7 +299,7 @@ std::string step_line(const StepResult& result, const Style& style) {
     const bool full = style.hex && result.answered;
     const std::string second = result.reason.empty() && !full ? values_line(result.answer) : result.reason;
     line += full ? report_answer(result.answer, style) : "";
-    line += second.empty() ? "" : std::string(kMargin, ' ') + second + "\n";
+    line += second.empty() ? "" : std::string(kMargin, ' ') + terminal_text(second) + "\n";
     return line;
 }
 
@@ -317,7 +317,7 @@ std::string step_json(const PlanResult& plan, const StepResult& result, const St
     if (result.answered) {
         object["answer"] = Json::parse(report_answer(result.answer, style));
     }
-    return object.dump() + "\n";
+    return object.dump(-1, ' ', true) + "\n";
 }
 
 size_t count(const PlanResult& plan, Outcome outcome) {
@@ -332,12 +332,12 @@ std::string summary(const PlanResult& plan, const Style& style) {
     if (style.json) {
         const Json object = {{"plan", plan.plan.path}, {"steps", plan.steps.size()}, {"passed", passed},
                              {"failed", failed},       {"skipped", skipped},         {"seconds", plan.seconds}};
-        return object.dump() + "\n";
+        return object.dump(-1, ' ', true) + "\n";
     }
     char text[128];
     (void)snprintf(text, sizeof(text), "%zu steps: %zu passed, %zu failed, %zu skipped, %.1f s\n", plan.steps.size(),
                    passed, failed, skipped, plan.seconds);
-    return plan.plan.path + ": " + text;
+    return terminal_text(plan.plan.path) + ": " + text;
 }
 
 // How plans are run: the options of "run", and where the results go.
@@ -384,7 +384,7 @@ std::string case_line(const PlanResult& result, size_t from, const PlanCase& one
         const StepResult& step = result.steps[i];
         if (step.outcome == Outcome::kFailed) {
             failures += "  " + result.plan.path + ":" + std::to_string(step.step->line) + ": " +
-                        printable(step.step->text) + "\n      " + step.reason + "\n";
+                        printable(step.step->text) + "\n      " + terminal_text(step.reason) + "\n";
         }
         outcome = step.outcome == Outcome::kSkipped || outcome == Outcome::kFailed ? outcome : step.outcome;
     }

@@ -72,7 +72,7 @@ int probe(const std::vector<std::string>& addresses, int timeout_ms, const Style
         any = any || finding.answers;
         const nlohmann::ordered_json object = {
             {"address", printable(address)}, {"answers", finding.answers}, {"text", printable(finding.text)}};
-        const std::string line = style.json ? object.dump() : address + "  " + finding.text;
+        const std::string line = style.json ? object.dump(-1, ' ', true) : terminal_text(address + "  " + finding.text);
         (void)write_all(out_fd, line + "\n");
     }
     if (!any) {

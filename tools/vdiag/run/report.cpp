@@ -95,7 +95,7 @@ std::string report_json(const Answer& answer, const Style& style) {
         object["request_hex"] = hex_text(answer.request);
         object["answer_hex"] = hex_text(answer.response);
     }
-    return object.dump() + "\n";
+    return object.dump(-1, ' ', true) + "\n";
 }
 
 std::string status_text(const Answer& answer, const Style& style) {

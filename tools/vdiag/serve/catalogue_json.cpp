@@ -53,7 +53,7 @@ Json fields_of(std::string_view list) {
 }
 
 Json command_of(const Command& command) {
-    static constexpr const char* kEffects[] = {"reads", "writes", "down"};
+    static constexpr const char* kEffects[] = {"reads", "uses", "writes", "final", "down"};
     Json row = {{"command", typed_name(command)}, {"help", command.help}, {"usage", usage_of(command)}};
     row["effect"] = kEffects[static_cast<size_t>(command.effect)];
     row["arguments"] = fields_of(command.arguments);

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tools/vdiag/words/text.h"
+
 namespace vdiag {
 
-void warn(const std::string& text) { (void)fprintf(stderr, "vdiag: %s\n", text.c_str()); }
+void warn(const std::string& text) { (void)fprintf(stderr, "vdiag: %s\n", terminal_text(text).c_str()); }
 
 bool colours(int fd) {
     const char* no_color = getenv("NO_COLOR");

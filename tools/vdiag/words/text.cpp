@@ -51,6 +51,35 @@ size_t utf8_length(std::string_view text) {
     return 0;
 }
 
+// Ranges of characters that steer a terminal, mark directions or show nothing.
+struct Range {
+    uint32_t first;
+    uint32_t last;
+};
+constexpr Range kUnseen[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0xAD, 0xAD},     {0x061C, 0x061C},  {0x115F, 0x1160},
+                             {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F},  {0x3164, 0x3164},
+                             {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFF0, 0xFFFB}, {0xE0000, 0xE0FFF}};
+
+// The character of a well-formed sequence.
+uint32_t utf8_character(std::string_view text, size_t length) {
+    constexpr uint8_t kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    uint32_t out = static_cast<uint8_t>(text[0]) & kLeadBits[length];
+    for (size_t i = 1; i < length; ++i) {
+        out = out << 6U | (static_cast<uint8_t>(text[i]) & 0x3FU);
+    }
+    return out;
+}
+
+// Length of the character at the start of `text` when it can be shown, else 0.
+size_t shown_length(std::string_view text) {
+    const size_t length = utf8_length(text);
+    const uint32_t character = length > 0 ? utf8_character(text, length) : 0;
+    const bool unseen = std::any_of(std::begin(kUnseen), std::end(kUnseen), [&](const Range& range) {
+        return character >= range.first && character <= range.last;
+    });
+    return unseen ? 0 : length;
+}
+
 void append_escaped(uint8_t byte, std::string* out) {
     switch (byte) {
         case '\n':
@@ -189,15 +218,27 @@ bool equal_names(std::string_view left, std::string_view right) {
 std::string printable(std::string_view text) {
     std::string out;
     while (!text.empty()) {
-        const auto lead = static_cast<uint8_t>(text[0]);
-        const size_t length = utf8_length(text);
-        const bool plain = lead >= 0x20 && lead != 0x7F && lead != '\\';
-        if (plain && length > 0) {
+        const size_t length = text[0] == '\\' ? 0 : shown_length(text);
+        if (length > 0) {
             out.append(text.substr(0, length));
         } else {
-            append_escaped(lead, &out);
+            append_escaped(static_cast<uint8_t>(text[0]), &out);
         }
-        text.remove_prefix(plain && length > 0 ? length : 1);
+        text.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return out;
+}
+
+std::string terminal_text(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        const size_t length = text[0] == '\n' ? 1 : shown_length(text);
+        if (length > 0) {
+            out.append(text.substr(0, length));
+        } else {
+            append_escaped(static_cast<uint8_t>(text[0]), &out);
+        }
+        text.remove_prefix(std::max<size_t>(length, 1));
     }
     return out;
 }

@@ -37,6 +37,10 @@ std::string printable(std::string_view text);
 std::optional<std::string> unescape(std::string_view text);
 bool is_printable(std::string_view text);  // printable ASCII and UTF-8 only
 
+// Text of ours that may hold text from outside, for a terminal: bytes and characters that steer it are escaped, line
+// ends stay.
+std::string terminal_text(std::string_view text);
+
 // True when every byte sequence is well-formed UTF-8.
 bool is_utf8(std::string_view text);
 
