@@ -28,39 +28,56 @@ class Factory : public PhoneTest {
 TEST_F(Factory, FieldsWithoutAValueAreZero) {
     const std::tuple<const char*, const char*, size_t, size_t> cases[] = {
         // request, header and status of its answer, zeros, unwritten bytes
-        {"4b fd 01 00", "4b fd 01 00 01 00 00 00", 128, 0}, {"4b fd 12 00", "4b fd 12 00 01 00 00 00", 128, 0},
-        {"4b fd 15", "4b fd 15 00 01 00 00 00", 4, 0},      {"4b fd 0d 00", "4b fd 0d 00 03 00 00 00", 8, 0},
-        {"4b fd 0e 00", "4b fd 0e 00 03 00 00 00", 4, 0},   {"4b fd 05", "4b fd 05 00 01 00 00 00", 0, 4},
+        {"4b fd 01 00", "4b fd 01 00 01 00 00 00", 128, 0},
+        {"4b fd 12 00", "4b fd 12 00 01 00 00 00", 128, 0},
+        {"4b fd 15", "4b fd 15 00 01 00 00 00", 4, 0},
+        {"4b fd 0d 00", "4b fd 0d 00 03 00 00 00", 8, 0},
+        {"4b fd 0e 00", "4b fd 0e 00 03 00 00 00", 4, 0},
+        {"4b fd 05", "4b fd 05 00 01 00 00 00", 0, 4},
         {"4b fd 13 00", "4b fd 13 00 03 00 00 00", 0, 32},
+        {"4b fd 1a 00 ff ff ff ff 05", "4b fd 1a 00 ff ff ff ff 05 00 00 00 00 00 00 00 03 00 00 00", 0, 0},
     };
     for (const auto& [request, head, zeros, unwritten] : cases) {
         EXPECT_EQ(exchange(hex(request)), hex(head) + Bytes(zeros, 0) + Bytes(unwritten, kPoison)) << request;
     }
 }
 
-TEST_F(Factory, WithoutARequestOrAResponseNothingIsAnswered) {
-    const uint8_t request[12] = {};
-    const std::tuple<DiagHandler*, std::vector<LogLine>> cases[] = {
-        {factory_diag_board_read_func,
-         {E("factory_diag_board_read_func packed_req_ptr ERR : NULL "), E("rsp_ptr ERR:NULL")}},
-        {factory_diag_manufacture_flag_check_func,
-         {E("factory_diag_manufacture_flag_read_func packed_req_ptr ERR : NULL"), E("rsp_ptr ERR:NULL")}},
-        {factory_diag_open_handler, {E("factory_diag_open_handler packed_req_ptr ERR : NULL "), E("rsp_ptr ERR:NULL")}},
-        {diag_factory_write_cmd, {E("diag_factory_write_cmd: diagpkt_subsys_alloc failed")}},
-        {diag_factory_read_cmd, {E("diag_factory_read_cmd: diagpkt_subsys_alloc failed")}},
-        {diag_AP_SDCard_Test, {E("sdcard_test rsp =(nil)")}},
-        {diag_AP_Get_BatteryState, {E("BatteryState battery rsp =(nil)")}},
-    };
-    for (const auto& [handler, lines] : cases) {
+TEST_F(Factory, WithoutARequestNothingIsAnswered) {
+#define NAMED(handler) std::pair<DiagHandler*, std::string>(handler, #handler)
+    for (const auto& [handler, name] :
+         {NAMED(factory_diag_board_read_func), NAMED(factory_diag_board_write_func), NAMED(factory_diag_log_start),
+          NAMED(factory_diag_manufacture_flag_clear_func), NAMED(factory_diag_log_stop), NAMED(factory_diag_log_clear),
+          NAMED(factory_diag_get_operator_info), NAMED(factory_diag_set_operator_info),
+          NAMED(factory_diag_get_hw_board_id), NAMED(factory_diag_set_hw_board_id), NAMED(factory_diag_mcf_read_func),
+          NAMED(factory_diag_mcf_write_func), NAMED(factory_diag_ccf_check_func),
+          NAMED(factory_diag_imei_hash_read_func), NAMED(factory_diag_imei_sign_write_func),
+          NAMED(factory_diag_imei_sign_status_read_func), NAMED(factory_diag_clean_imei_sign_func),
+          NAMED(factory_diag_get_operation_by_type_func), NAMED(factory_diag_open_handler)}) {
         clear_log();
-        if (lines.size() > 1) {
-            EXPECT_EQ(handler(nullptr, 0), nullptr);
-        }
-        host_diag_fail_alloc(0, 1);
-        EXPECT_EQ(handler(request, sizeof(request)), nullptr);
-        expect_log(lines);
+        EXPECT_EQ(handler(nullptr, 0), nullptr);
+        expect_log_only({E(name + " packed_req_ptr ERR : NULL ")});
     }
+    clear_log();
+    EXPECT_EQ(factory_diag_manufacture_flag_check_func(nullptr, 0), nullptr);
+    expect_log_only({E("factory_diag_manufacture_flag_read_func packed_req_ptr ERR : NULL")});
     EXPECT_EQ(host_diag_take(factory_diag_close_handler(nullptr, 0)), hex("4b fd 19 00 03 00 00 00"));
+}
+
+TEST_F(Factory, WithoutAResponseNothingIsAnswered) {
+    const std::pair<const char*, LogLine> cases[] = {
+        {"4b fd 01 00", E("rsp_ptr ERR:NULL")},
+        {"4b fd 18 00", E("rsp_ptr ERR:NULL")},
+        {"4b fd 04 00 0a 00 00 00 01 00", E("diag_factory_write_cmd: diagpkt_subsys_alloc failed")},
+        {"4b fd 03 00", E("diag_factory_read_cmd: diagpkt_subsys_alloc failed")},
+        {"4b cd 2b 00", E("sdcard_test rsp =(nil)")},
+        {"4b ca 04 00 00", E("BatteryState battery rsp =(nil)")},
+    };
+    for (const auto& [request, line] : cases) {
+        clear_log();
+        host_diag_fail_alloc(0, 1);
+        EXPECT_EQ(exchange(hex(request)), Bytes());
+        expect_log({line});
+    }
 }
 
 TEST_F(Factory, AKeyboxIsWrittenPastInterruptionsAndClosesOnlyWhenItLasts) {
