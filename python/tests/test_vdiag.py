@@ -119,8 +119,9 @@ class ServerTest(unittest.TestCase):
         self.path = self.directory.name + "/serve"
         self.process = subprocess.Popen(["vdiag", "serve", "-c", self.simulated.addresses[0], "--listen", "unix:" + self.path])
         for _ in range(200):
-            if os.path.exists(self.path):
-                break
+            with socket.socket(socket.AF_UNIX) as stream:
+                if stream.connect_ex(self.path) == 0:
+                    break
             time.sleep(0.05)
         self.addCleanup(self.process.wait)
         self.addCleanup(self.process.terminate)
