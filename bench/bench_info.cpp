@@ -1,5 +1,5 @@
 // The information store, written with seven keys and read, against bare libxml2 on the same document: parse, change,
-// save beside, sync, rename; parse and find.
+// save beside, sync, rename, sync the directory; parse and find. On a disk: TMPDIR says where.
 #include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -44,6 +44,9 @@ void bare_write() {
     (void)fsync(fd);
     (void)close(fd);
     (void)rename(beside.c_str(), path.c_str());
+    const int folder = open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    (void)fsync(folder);
+    (void)close(folder);
     xmlFree(text);
     xmlFreeDoc(document);
 }

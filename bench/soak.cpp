@@ -1,10 +1,15 @@
-// soak DAEMON ROOT REQUESTS [SEED]: REQUESTS from four clients. Two well-behaved clients send mixed requests and check
+// soak DAEMON ROOT REQUESTS [SEED]: REQUESTS from five clients. Two well-behaved clients send mixed requests and check
 // every answer, while two hostile ones send garbage, half frames, floods that they do not read and requests with random
-// arguments, and close when they like. ROOT is a simulated phone that nobody else uses. Status 1: an answer was missing
-// or wrong, or the daemon has more memory, descriptors or threads than after the warm-up, the first tenth of the
-// requests.
+// arguments, and close when they like, and a fifth brings what befalls a phone: programs that do not end, terminals
+// that hang up in the middle of a frame, key presses from devices that come and go, keybox handles that nobody closes,
+// and crowds of clients beyond the limit on descriptors. ROOT is a simulated phone that nobody else uses. Status 1: an
+// answer was missing or wrong, or the daemon has more memory, descriptors or threads than after the warm-up, the first
+// tenth of the requests.
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,10 +31,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr long kGrowthKiB = 512;  // what the allocator may add after the warm-up
+constexpr rlim_t kDescriptors = 256;
 
 std::atomic<unsigned long> sent{0};
 std::atomic<unsigned long> answered{0};  // of the well-behaved clients'
 std::atomic<bool> failed{false};
+
+// The hostile ones send without waiting: a part of the requests has to be the others'.
+bool more_to_do(unsigned long until) { return (sent < until || answered < until / 50) && !failed; }
 
 Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
@@ -98,7 +107,7 @@ Bytes read_packet(int fd) {
 void good_client(const Server& server, unsigned who, unsigned long until, unsigned seed) {
     std::mt19937 random(seed);
     const int fd = connect_to(server.path);
-    for (unsigned long turn = 0; sent < until && !failed; ++turn) {
+    for (unsigned long turn = 0; more_to_do(until); ++turn) {
         const Exchange wanted = next_exchange(random, who, turn);
         const Bytes frame = framed(wanted.request);
         (void)!write(fd, frame.data(), frame.size());
@@ -161,12 +170,95 @@ void misbehave(int fd, std::mt19937& random) {
 
 void hostile_client(const Server& server, unsigned long until, unsigned seed) {
     std::mt19937 random(seed);
-    while (sent < until && !failed) {
+    while (more_to_do(until)) {
         const int fd = connect_to(server.path);
         misbehave(fd, random);
         (void)close(fd);
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
     }
+}
+
+// What befalls a phone. Each leaves the daemon as it found it.
+
+// The command's program holds on to its output and does not end, nor does what it leaves behind.
+void hang_a_program(const Server& server) {
+    const int fd = connect_to(server.path);
+    exchange(fd, framed(ftm("GetMd5ofCSR")));
+    (void)close(fd);
+}
+
+void hang_up_a_terminal(const std::string& root, std::mt19937& random) {
+    const int fd = open((root + "/.sim/pty").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    Bytes frames = framed(odd_request(random)) + framed(odd_request(random));
+    frames.resize(frames.size() - random() % 20);
+    (void)!write(fd, frames.data(), frames.size());
+    (void)close(fd);
+}
+
+void press_keys(const Server& server, const std::string& root, std::mt19937& random) {
+    const int fd = connect_to(server.path);
+    exchange(fd, framed({75, 205, 26, 0, 1}));
+    const int device = open((root + "/dev/input/event0").c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    const Bytes events = random_bytes(random, 240);  // whole ones and torn ones
+    (void)!write(device, events.data(), events.size());
+    (void)close(device);
+    exchange(fd, framed({75, 205, 164, 0}));
+    (void)close(fd);
+}
+
+// More than are to be had; then the tool remembers them.
+void keep_keybox_handles(const Server& server) {
+    constexpr int kWanted = 40;
+    constexpr int kMost = 16;
+    const int fd = connect_to(server.path);
+    std::vector<Bytes> handles;
+    for (int i = 0; i < kWanted; ++i) {
+        const Bytes frame = framed({75, 253, 24, 0, 1, 0, 0, 0});
+        (void)!write(fd, frame.data(), frame.size());
+        const Bytes answer = read_packet(fd);
+        if (answer.size() == 12 && answer[8] == 0) {
+            handles.emplace_back(answer.begin() + 4, answer.begin() + 8);
+        }
+    }
+    failed = failed || handles.size() != kMost;
+    for (const Bytes& handle : handles) {
+        exchange(fd, framed(Bytes{75, 253, 25, 0} + handle));
+    }
+    (void)close(fd);
+}
+
+void crowd(const Server& server) {
+    std::vector<int> clients(kDescriptors);
+    std::generate(clients.begin(), clients.end(), [&server] {
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        sockaddr_un name{};
+        name.sun_family = AF_UNIX;
+        (void)server.path.copy(name.sun_path, sizeof(name.sun_path) - 1);
+        (void)connect(fd, reinterpret_cast<sockaddr*>(&name), sizeof(name));  // a full queue refuses the rest
+        return fd;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::for_each(clients.begin(), clients.end(), [](int fd) { (void)close(fd); });
+}
+
+void bad_days(const Server& server, const std::string& root, unsigned long until, unsigned seed) {
+    std::mt19937 random(seed);
+    hang_a_program(server);
+    do {
+        hang_up_a_terminal(root, random);
+        press_keys(server, root, random);
+        keep_keybox_handles(server);
+        crowd(server);
+        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 100));
+    } while (more_to_do(until));
+}
+
+// The phone's own part in it.
+void spoil_the_phone(const std::string& root) {
+    std::ofstream(root + "/mnt/vendor/persist/keybox/csr.json") << "{}";
+    std::ofstream(root + "/vendor/bin/md5sum", std::ios::trunc) << "#!/bin/sh\nsleep 1000 & sleep 1000\n";
+    const std::string listen = "unix:" + root + "/.sim/diag,pty:" + root + "/.sim/pty";
+    (void)setenv("VENDORDIAG_LISTEN", listen.c_str(), 1);
 }
 
 struct Size {
@@ -190,16 +282,22 @@ Size size_of(pid_t pid) {
     return size;
 }
 
-// All four clients until `until` requests have been sent; then waits for the daemon to come to rest.
-void run(const Server& server, unsigned long until, unsigned seed) {
+// All five clients until `until` requests have been sent; then waits for the daemon to come to rest.
+void run(const Server& server, const std::string& root, unsigned long until, unsigned seed) {
     std::thread clients[] = {
-        std::thread(hostile_client, server, until, seed), std::thread(hostile_client, server, until, seed + 1),
-        std::thread(good_client, server, 1, until, seed + 2), std::thread(good_client, server, 2, until, seed + 3)};
+        std::thread(bad_days, server, root, until, seed + 4), std::thread(hostile_client, server, until, seed),
+        std::thread(hostile_client, server, until, seed + 1), std::thread(good_client, server, 1, until, seed + 2),
+        std::thread(good_client, server, 2, until, seed + 3)};
     std::for_each(std::begin(clients), std::end(clients), [](std::thread& client) { client.join(); });
     const int fd = connect_to(server.path);
     exchange(fd, framed({0}));
     (void)close(fd);
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    // What the hostile ones had sent whole is still served.
+    long descriptors = 0;
+    for (Size now = size_of(server.pid); now.descriptors != descriptors; now = size_of(server.pid)) {
+        descriptors = now.descriptors;
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+    }
 }
 
 Size report(const char* when, const Server& server) {
@@ -222,10 +320,16 @@ int main(int argc, char** argv) {
     printf("seed %u\n", seed);
     (void)setenv("VENDORDIAG_ROOT", argv[2], 1);
     (void)setenv("VENDORDIAG_TIME_SCALE", "0", 1);
+    spoil_the_phone(argv[2]);
+    rlimit own{};
+    (void)getrlimit(RLIMIT_NOFILE, &own);
+    const rlimit small = {kDescriptors, own.rlim_max};
+    (void)setrlimit(RLIMIT_NOFILE, &small);  // of the daemon, which lets clients have half of them
     const Server server = start({argv[1]}, std::string(argv[2]) + "/.sim/diag");
-    run(server, requests / 10, seed);
+    (void)setrlimit(RLIMIT_NOFILE, &own);
+    run(server, argv[2], requests / 10, seed);
     const Size warm = report("warm", server);
-    run(server, requests, seed + 10);
+    run(server, argv[2], requests, seed + 10);
     const Size end = report("at the end", server);
     stop(server);
     const bool grown = end.memory_kib > warm.memory_kib + kGrowthKiB || end.threads > warm.threads ||

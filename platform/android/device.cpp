@@ -5,7 +5,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 
 #include "platform/posix/programs.h"
 
@@ -67,4 +69,9 @@ void device_sleep(unsigned int seconds) {
     }
 }
 
-void device_usleep(unsigned int microseconds) { (void)usleep(microseconds); }
+void device_usleep(unsigned int microseconds) {
+    constexpr unsigned kPerSecond = 1000000;
+    timespec left{static_cast<time_t>(microseconds / kPerSecond), static_cast<long>(microseconds % kPerSecond) * 1000};
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+}

@@ -1,6 +1,7 @@
 // The seam to the phone's files, shell, users and clock. Each function mirrors the call that it is named after: on a
 // phone it is that call, on a host it resolves the path below the directory that stands for the phone's root.
-// Paths are device paths, absolute or relative to "/". Errors are the mirrored call's: its result and errno.
+// Paths are device paths, absolute or relative to "/". Errors are the mirrored call's: its result and errno. All may be
+// called from any thread, and two threads may run programs at the same time.
 #pragma once
 
 #include <dirent.h>
@@ -34,14 +35,18 @@ DIR* device_opendir(const char* path);
 // ioctl(2) on an input device's descriptor: EVIOCGBIT(0, n) only.
 int device_ioctl(int fd, unsigned long request, void* arg);
 
+// Null when there is no such user or group; the result lasts until the next look-up.
 const struct passwd* device_getpwnam(const char* name);
 const struct group* device_getgrnam(const char* name);
 
-// Shell commands; results as system(3), popen(3) and pclose(3). No descriptor of the daemon reaches the child.
+// Shell commands; results as system(3), popen(3) and pclose(3). No descriptor of the daemon reaches the child. Each
+// runs in a process group of its own. One that has not ended after 120 s, or whose output somebody still holds open
+// then, is killed with its group, named in one error line and counted as failed; what it has printed counts. Whoever
+// has left the group lives on and is not waited for.
 int device_system(const char* command);
 FILE* device_popen(const char* command, const char* mode);
 int device_pclose(FILE* stream);
 
-// Fixed delays.
+// Fixed delays. A signal does not cut them short.
 void device_sleep(unsigned int seconds);
 void device_usleep(unsigned int microseconds);

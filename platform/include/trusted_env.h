@@ -9,6 +9,8 @@ union ObjectArg;
 
 using ObjectOp = uint32_t;
 using ObjectCounts = uint32_t;
+// Input buffers stand first in `args`, then output buffers, input objects and output objects. Returns kObjectOk or the
+// service's own error. All calls come from the diag library's thread, and wait for the trusted environment's answer.
 using ObjectInvoke = int32_t(void* context, ObjectOp op, ObjectArg* args, ObjectCounts counts);
 
 // A handle on a remote object; a null `invoke` is no object.
@@ -46,5 +48,6 @@ constexpr ObjectCounts object_counts(unsigned buffers_in, unsigned buffers_out, 
     return buffers_in | (buffers_out << 4) | (objects_in << 8) | (objects_out << 12);
 }
 
-// Obtains the client environment. Returns 0 on success; the object is released with kObjectOpRelease.
+// Obtains the client environment. Returns 0 on success; the object is released with kObjectOpRelease. On failure
+// `*client_env` is left as it was: no object.
 extern "C" int32_t TZCom_getClientEnvObject(Object* client_env);

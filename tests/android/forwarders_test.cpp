@@ -2,10 +2,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 
 #include "platform/include/device.h"
@@ -79,8 +81,15 @@ TEST(Forwarders, UsersQueriesAndDelays) {
     int waiting = 0;
     EXPECT_EQ(device_ioctl(reader.get(), FIONREAD, &waiting), 0);
     EXPECT_EQ(waiting, 3);
+    struct sigaction nothing {};
+    nothing.sa_handler = [](int) {};
+    (void)sigaction(SIGALRM, &nothing, nullptr);
+    const itimerval often{{0, 50000}, {0, 50000}};  // a signal does not cut a delay short
+    (void)setitimer(ITIMER_REAL, &often, nullptr);
     const auto begin = std::chrono::steady_clock::now();
     device_usleep(300000);
+    const itimerval never{};
+    (void)setitimer(ITIMER_REAL, &never, nullptr);
     device_sleep(1);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(took.count(), 1.3);
