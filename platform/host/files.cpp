@@ -123,11 +123,15 @@ int device_mkdir(const char* path, mode_t mode) {
     return mkdir(host_path(path).c_str(), geteuid() == 0 ? mode : mode | S_IXUSR);
 }
 int device_rename(const char* from, const char* to) {
-    host_record("rename " + host_normal_path(from) + " " + host_normal_path(to));
+    if (host_records()) {
+        host_record("rename " + host_normal_path(from) + " " + host_normal_path(to));
+    }
     return rename(host_path(from).c_str(), host_path(to).c_str());
 }
 int device_fsync(int fd) {
-    host_record("fsync " + host_device_path_of(fd));
+    if (host_records()) {
+        host_record("fsync " + host_device_path_of(fd));
+    }
     return fsync(fd);
 }
 DIR* device_opendir(const char* path) { return opendir(host_path(path).c_str()); }

@@ -21,6 +21,8 @@ bool host_plain_name(const std::string& name);
 
 // Appends one line to the record of calls, ".sim/calls", when that file exists. Whole lines, also from several threads.
 void host_record(const std::string& line);
+// Whether there is one: for lines that cost something to compose.
+bool host_records();
 
 // The device path of an open descriptor: the file's own path below the root; empty when it has none.
 std::string host_device_path_of(int fd);

@@ -80,6 +80,8 @@ bool host_state_append_line(const std::string& name, const std::string& line) {
     return put(name, line + "\n", O_APPEND);
 }
 
+bool host_records() { return access(state_path("calls").c_str(), F_OK) == 0; }
+
 void host_record(const std::string& line) {
     const UniqueFd calls(open(state_path("calls").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
     if (calls.ok()) {
