@@ -86,10 +86,10 @@ bool was_keybox_descriptor(int fd) {
     return text.size() >= kDeleted.size() && text.substr(text.size() - kDeleted.size()) == kDeleted;
 }
 
+bool is_handle(int fd) { return std::find(handles.begin(), handles.end(), fd) != handles.end(); }
+
+// Whether what is written through a handle reaches the keybox file.
 bool is_keybox_descriptor(int fd) {
-    if (std::find(handles.begin(), handles.end(), fd) == handles.end()) {
-        return false;
-    }
     struct stat handle = {};
     struct stat keybox = {};
     if (fstat(fd, &handle) != 0) {
@@ -101,18 +101,19 @@ bool is_keybox_descriptor(int fd) {
     return device_stat(kKeyboxFile, &keybox) == 0 && handle.st_dev == keybox.st_dev && handle.st_ino == keybox.st_ino;
 }
 
-// Closes a handle that is one. False: what was written through it may not outlive a power cut.
+// Closes a handle, whatever has become of its file. False: what was written through it may not outlive a power cut.
 bool close_keybox(int fd) {
+    const bool reaches = is_keybox_descriptor(fd);
     *std::find(handles.begin(), handles.end(), fd) = kFree;
     UniqueFd keybox(fd);
     const bool synced = device_fsync(fd) == 0 && sync_directory_of(kKeyboxFile);
     const bool no_disk = !synced && errno == EINVAL;  // a device in the file's place
-    return keybox.close() == 0 && (synced || no_disk);
+    return keybox.close() == 0 && reaches && (synced || no_disk);
 }
 
 // Writes the whole of `data` at `offset`. False when the position or a write was refused.
 bool write_at(int fd, uint32_t offset, const uint8_t* data, size_t size) {
-    if (!is_keybox_descriptor(fd) || lseek64(fd, offset, SEEK_SET) != off64_t{offset}) {
+    if (!is_handle(fd) || !is_keybox_descriptor(fd) || lseek64(fd, offset, SEEK_SET) != off64_t{offset}) {
         return false;
     }
     for (size_t done = 0; done < size;) {
@@ -151,7 +152,7 @@ void* factory_diag_close_handler(const void* request, uint16_t length) {
             ALOGE("%s: file handler error!\n", kClose.name);
             return kFactoryError;
         }
-        if (!is_keybox_descriptor(handle) || !close_keybox(handle)) {
+        if (!is_handle(handle) || !close_keybox(handle)) {
             ALOGE("%s: close file failed!\n", kClose.name);
             return kFactoryError;
         }

@@ -131,14 +131,14 @@ FtmStatus run_product_tool(const char* handler, const char* arguments, FtmMessag
 }
 
 FtmStatus secure_element_version(FtmMessage& message) {
-    const UniqueStream image(device_fopen(kSecureElementImage, "rbe"));
-    if (!image) {
+    const UniqueFd image(device_open(kSecureElementImage, kReadFlags));
+    if (!image.ok()) {
         ALOGE("open file fail");
         return kFtmFailure;
     }
     char version[kImageVersionSize + 1] = {};
-    (void)fseek(image.get(), kImageVersionOffset, SEEK_SET);
-    (void)fread(version, 1, kImageVersionSize, image.get());  // a short image has a short version
+    (void)lseek(image.get(), kImageVersionOffset, SEEK_SET);
+    (void)read_once(image.get(), version, kImageVersionSize);  // a short image has a short version
     memcpy(message.bytes, version, sizeof(version));
     ALOGD("read cos_code.hex veison = %s\n", version);
     return kFtmSuccess;

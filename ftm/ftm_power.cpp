@@ -145,7 +145,7 @@ FtmStatus ftm_diag_req_cmd_rebootedl(FtmArgs, FtmMessage&) {
 
 FtmStatus ftm_diag_req_cmd_dload(FtmArgs, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
-    UniqueFd node(device_open(kDownloadModeNode, O_WRONLY | O_CLOEXEC));
+    UniqueFd node(device_open(kDownloadModeNode, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (!node.ok()) {
         ALOGE("%s: open file failed!\n", "ftm_set_dload_mode");
         return ftm_finish(__func__, kFtmFailure);
@@ -238,12 +238,12 @@ bool usb_reads_removed(const char* label) {
 
 // Opens the node that takes the shipping flag: the factory module's, else the battery driver's.
 UniqueFd open_shipping_node(const char* name) {
-    UniqueFd node(device_open(kFactoryModeNode, O_WRONLY | O_CLOEXEC));
+    UniqueFd node(device_open(kFactoryModeNode, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (node.ok()) {
         return node;
     }
     ALOGE("%s: open first pach file failed!\n", name);
-    node = UniqueFd(device_open(kShipModeNode, O_WRONLY | O_CLOEXEC));
+    node = UniqueFd(device_open(kShipModeNode, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (!node.ok()) {
         ALOGE("%s: open second  pach file failed!\n", name);
     }

@@ -191,7 +191,7 @@ FtmStatus ftm_diag_req_cmd_tokbackup(FtmArgs args, FtmMessage&) {
     if (!source.ok()) {
         return kFtmFailure;
     }
-    UniqueFd backup = open_token_file(backup_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
+    UniqueFd backup = open_token_file(backup_path.c_str(), O_WRONLY | O_NONBLOCK | O_CREAT | O_TRUNC);
     if (!backup.ok()) {
         return kFtmFailure;
     }

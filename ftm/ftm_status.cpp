@@ -84,7 +84,7 @@ bool is_charging(const char* status) {
 FtmStatus ftm_diag_req_cmd_writeswversion(FtmArgs args, FtmMessage&) {
     ALOGD("%s: e\n", __func__);
     // Kept: not truncated, so a longer file keeps its tail.
-    UniqueFd file(device_open(kSwVersionFile, O_WRONLY | O_CREAT | O_CLOEXEC, 0777));
+    UniqueFd file(device_open(kSwVersionFile, O_WRONLY | O_NONBLOCK | O_CREAT | O_CLOEXEC, 0777));
     if (!file.ok()) {
         ALOGE("%s: open file failed!\n", __func__);
         return ftm_finish(__func__, false);

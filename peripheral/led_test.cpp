@@ -53,7 +53,7 @@ uint8_t write_led_mode(const char* name, const UniqueFd& node, const void* data,
 }
 
 uint8_t enter_led_mode(const char* name, uint8_t mode) {
-    const UniqueFd node(device_open(kLedModeNode, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    const UniqueFd node(device_open(kLedModeNode, O_WRONLY | O_NONBLOCK | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     if (!node.ok()) {
         ALOGE("%s: aw9523b open file failed\n", name);
         return 2;
@@ -66,7 +66,7 @@ uint8_t enter_led_mode(const char* name, uint8_t mode) {
 }
 
 uint8_t leave_led_mode(const char* name) {
-    const UniqueFd node(device_open(kLedModeNode, O_WRONLY | O_CLOEXEC));
+    const UniqueFd node(device_open(kLedModeNode, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (!node.ok()) {
         ALOGE("%s: open first pach file failed!\n", name);
         return 0;  // Kept: an absent LED driver is no error on the way out

@@ -28,7 +28,7 @@ struct Program {
     std::chrono::milliseconds deadline{};
     std::mutex mutex;
     std::condition_variable ended;
-    bool collected = false;  // its identifier may be another's from now on
+    bool collected = true;  // not begun, or ended: its identifier is nobody's, or another's
     bool late = false;
     // The watch's own: what the program prints, and where whoever reads it waits.
     UniqueFd output;
@@ -200,7 +200,6 @@ SharedProgram start(const ProgramPlan& plan, int end, int child_fd, UniqueFd* re
     }
     program->pid = spawn(plan, end, child_fd);
     program->collected = program->pid < 0;
-    program->ended.notify_all();
     return program->collected ? nullptr : program;
 }
 

@@ -1,6 +1,7 @@
 // What no packet reaches of the factory commands: missing requests and buffers, failing system calls, arguments that
 // their handlers never pass, response fields over a buffer that was not empty.
 #include <cerrno>
+#include <filesystem>
 #include <tuple>
 
 #include "factory/ap_commands.h"
@@ -107,6 +108,11 @@ TEST_F(Factory, AToolThatNeverClosesGetsSixteenHandles) {
         EXPECT_EQ(exchange(hex("4b fd 19 00") + handles.back()).at(4), 0);
         handles.pop_back();
     };
+    EXPECT_EQ(open(), 0);
+    std::filesystem::rename(host("/mnt/vendor/persist/keybox/keybox.xml"), host("/mnt/vendor/persist/keybox/away"));
+    EXPECT_EQ(exchange(hex("4b fd 19 00") + handles.back()).at(4), 3);  // closed: nothing else could close it
+    handles.pop_back();
+    clear_log();
     for (int i = 0; i < 17; ++i) {  // one that is closed is free again
         EXPECT_EQ(open(), 0) << i;
         close_last();

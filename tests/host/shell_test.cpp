@@ -6,11 +6,14 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <new>
+#include <thread>
 
 #include "platform/host/internal.h"
 #include "platform/include/device.h"
 #include "platform/include/handles.h"
 #include "platform/posix/programs.h"
+#include "tests/support/faults.h"
 #include "tests/support/phone.h"
 
 using namespace std::chrono_literals;
@@ -99,6 +102,24 @@ TEST_F(HostShell, NoDescriptorReachesAChildNotEvenInTheBackground) {
     kill(std::stoi(read_file_text("/pid")), SIGKILL);
 }
 int nothing(posix_spawn_file_actions_t* /*actions*/, short* /*flags*/) { return 0; }
+
+// A watch is begun before its program: without one it has nobody to kill.
+TEST_F(HostShell, AProgramForWhichThereIsNoMemoryIsNotKilledEither) {
+    const ProgramPlan plan{"none", "true", {"/bin/sh"}, {"A=b"}, 300ms, nothing};
+    bool hit = true;
+    for (unsigned nth = 1; hit; nth++) {
+        Faults faults;
+        faults.fail(Call::kNew, nth, ENOMEM);
+        try {
+            FILE* const stream = program_popen(plan, "r");
+            EXPECT_TRUE(stream == nullptr || program_pclose(stream) == 0);
+        } catch (const std::bad_alloc&) {
+        }
+        hit = faults.count(Call::kNew) >= nth;
+    }
+    std::this_thread::sleep_for(500ms);
+    expect_log_only({});
+}
 
 // Whoever in its group holds the pipe's other end must be gone too; who has left the group lives, and is not waited
 // for.
