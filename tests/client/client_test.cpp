@@ -1,8 +1,14 @@
 // The program itself against a peer that behaves well, badly or not at all: what it prints, and its exit status.
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/client/peer.h"
+#include "tools/vdiag/wire/serial.h"
 #include "tools/vdiag/words/text.h"
 
 namespace {
@@ -44,6 +50,7 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
         {"noise first", bytes("7e7e 00 7e 7d7e") + frame(kUfsAnswer), false, 0, "2 damaged frames"},
         {"silence", {}, false, 4, "no answer within 0.3 s"},
         {"strangers only", stranger, false, 4, "1 packet came that answers another request, the last 38 00"},
+        {"another program", Bytes{'S', 'S', 'H', '-', '2', '.', '0', 0x0D, 0x0A}, true, 5, "no phone's: 'SSH-2.0"},
         {"a cut frame", Bytes(kUfsAnswer.begin(), kUfsAnswer.begin() + 5), false, 4, "5 bytes of a frame came"},
         {"damage only", damaged, false, 4, "1 damaged frame (wrong checksum) came"},
         {"an end", {}, true, 5, "closed the connection"},
@@ -91,6 +98,10 @@ TEST(ClientTest, NothingIsSentForAWrongCommandLine) {
         {{"--nonsense"}, "--nonsense"},
         {{"battery", "--key", "x"}, "belongs to 'unlock'"},
         {{"battery", "-t", "soon"}, "--timeout"},
+        {{"rtn", "refurbish"}, "takes the phone down; --yes"},
+        {{"raw", "f606"}, "takes the phone down; --yes"},
+        {{"info", "erase"}, "erases, or cannot be undone; --yes"},
+        {{"battery", "-b", "1"}, "--speed takes"},
         {{"battery", "--timeout"}, "--timeout wants a TIME"},
         {{"battery", "--timeout="}, "--timeout wants a TIME"},
         {{"battery", "-jq5"}, "no option '-5'"},
@@ -135,7 +146,7 @@ TEST(ClientTest, OnlyReadingCommandsAreAskedAgainAndALateAnswerIsNotTakenForTheN
 TEST(ClientTest, RawTakesWordsAFileOrStandardInputAndPrintsTheAnswersBytes) {
     FakePeer echo([](const Bytes& request, bool*) { return frame(request); });
     const ScratchFile file("0x29 7E\n7d:01\n");
-    const std::vector<std::string> common = {"-c", echo.address(), "raw"};
+    const std::vector<std::string> common = {"-yc", echo.address(), "raw"};
     const auto raw = [&](std::vector<std::string> words, const std::string& input = "") {
         words.insert(words.begin(), common.begin(), common.end());
         return run_client(words, input).out;
@@ -146,6 +157,47 @@ TEST(ClientTest, RawTakesWordsAFileOrStandardInputAndPrintsTheAnswersBytes) {
     for (const Bytes& request : echo.requests()) {
         EXPECT_EQ(hex_text(request), "297e7d01");
     }
+}
+
+// Who has a serial line has it alone, and leaves no trace of that.
+TEST(ClientTest, ASerialLineIsOneProgramsAndIsFoundByItsUsbDevice) {
+    int master = -1;
+    int slave = -1;
+    char name[64];
+    ASSERT_EQ(openpty(&master, &slave, name, nullptr, nullptr), 0);
+    std::string error;
+    for (int turn = 0; turn < 2; ++turn) {
+        UniqueFd fd;
+        vdiag::SerialClaim claim;
+        ASSERT_TRUE(vdiag::serial_open(name, 115200, &fd, &claim, &error)) << error;
+        termios line{};
+        ASSERT_EQ(tcgetattr(slave, &line), 0);
+        EXPECT_EQ(cfgetospeed(&line), static_cast<speed_t>(B115200));
+        EXPECT_EQ(line.c_lflag & (ICANON | ECHO), 0U);
+        const ClientRun second = run_client({"-c", std::string("tty:") + name, "-t", "1s", "version"});
+        EXPECT_EQ(second.status, 3);
+        EXPECT_NE(second.err.find("uses it"), std::string::npos) << second.err;
+    }
+    close(master);
+    close(slave);
+    const ScratchFile base;
+    const std::string root = base.path() + ".d";
+    for (const char* port : {"1", "2"}) {
+        const std::string device = root + "/devices/usb" + port;
+        std::filesystem::create_directories(device + "/if/tty");
+        std::ofstream(device + "/idVendor") << "1a2b\n";
+        std::ofstream(device + "/idProduct") << "0c0d\n";
+        std::ofstream(device + "/serial") << "S" << port << "\n";
+        std::filesystem::create_directories(root + "/class/ttyUSB" + port);
+        std::filesystem::create_symlink(device + "/if/tty", root + "/class/ttyUSB" + port + "/device");
+    }
+    std::string path;
+    EXPECT_TRUE(vdiag::serial_find("1A2B:0c0d:S2", root + "/class", &path, &error)) << error;
+    EXPECT_EQ(path, "/dev/ttyUSB2");
+    EXPECT_FALSE(vdiag::serial_find("1a2b:0c0d", root + "/class", &path, &error));
+    EXPECT_EQ(error, "several serial lines fit: /dev/ttyUSB1 /dev/ttyUSB2");
+    EXPECT_FALSE(vdiag::serial_find("1a2b:0c0e", root + "/class", &path, &error));
+    std::filesystem::remove_all(root);
 }
 
 // No word means anything but itself.

@@ -33,8 +33,9 @@ TEST(ManualTest, CompletionScriptsAreSoundAndNameEveryCommand) {
     EXPECT_EQ(completion_script("tcsh"), "");
     const ScratchFile script(
         completion_script("bash") +
-        "COMP_WORDS=(vdiag -c unix:x ftm readw) COMP_CWORD=4; _vdiag; [ \"${COMPREPLY[*]}\" = ReadWifimac ] && "
-        "COMP_WORDS=(vdiag keybox '') COMP_CWORD=2 && _vdiag && [ \"${COMPREPLY[*]}\" = 'open close write send' ]\n");
+        "try() { COMP_LINE=$1; COMP_POINT=${#1}; COMPREPLY=(); _vdiag; [ \"${COMPREPLY[*]}\" = \"$2\" ] || exit 1; }\n"
+        "try 'vdiag -c unix:/x ftm readw' ReadWifimac; try 'vdiag keybox ' 'open close write send'\n"
+        "try 'vdiag -qc tcp:h:1' ''; try 'vdiag -c ' ''; try 'vdiag -c tcp:h:1 batt' battery\n");
     EXPECT_EQ(system(("bash " + script.path()).c_str()), 0);
 }
 

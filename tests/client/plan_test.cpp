@@ -172,6 +172,29 @@ TEST_F(PlanRunTest, WithinOutlivesTimeOutsAndEndsInTime) {
     EXPECT_LT(bad.seconds, 20);
 }
 
+// A run that is stopped says so in every report, and sends nothing more.
+TEST_F(PlanRunTest, ASignalEndsARunAndItsReportsAreWhole) {
+    const ScratchFile junit;
+    FakePeer stopper([](const Bytes&, bool*) {
+        (void)!system(("kill -INT $(pgrep -P " + std::to_string(getpid()) + " -x vdiag)").c_str());
+        return Bytes();
+    });
+    plan_.write("ftm ReadSWVer\nftm UFS\n");
+    const ClientRun result =
+        run_client({"-c", stopper.address(), "-t", "60s", "run", "--junit", junit.path(), plan_.path()});
+    EXPECT_EQ(result.status, 130) << result.out << result.err;
+    EXPECT_NE(result.out.find("aborted by SIGINT"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("0 passed, 1 failed, 1 skipped"), std::string::npos) << result.out;
+    EXPECT_NE(junit.read().find("name=\"aborted\" value=\"true\""), std::string::npos);
+    EXPECT_NE(junit.read().find("</testsuites>"), std::string::npos);
+    EXPECT_EQ(stopper.requests().size(), 1U);
+}
+
+TEST_F(PlanRunTest, AReportThatCannotBeWrittenIsFoundBeforeTheRun) {
+    EXPECT_EQ(run("ftm ReadSWVer\n", {"--junit", "/nowhere/report.xml"}).status, 1);
+    EXPECT_EQ(peer_.connections(), 0U);
+}
+
 TEST_F(PlanRunTest, ANameThatNoPlanTakesIsRefused) {
     EXPECT_EQ(run("default mac 00:11:22:33:44:55\nftm WriteWifimac $mac\n", {"mca=02:00:00:00:00:01"}).status, 2);
     EXPECT_EQ(run("ftm ReadSWVer\n", {"here=/tmp"}).status, 2);

@@ -84,7 +84,7 @@ until_true grep -q "$work/p-2 serves" "$work/out"
 second=$(sed -n "s#^$work/p-2 serves at.* \(tcp:[^ ]*\).*#\1#p" "$work/out")
 vdiag -c "unix:$work/p-1/.sim/diag" ftm WriteWifimac 02:11:22:33:44:55 >/dev/null
 expect "the other phone's address" "" "$(vdiag -c "$second" ftm ReadWifimac | grep 02:11 || :)"
-vdiag -c "$second" ftm RebootFtm >/dev/null
+vdiag -c "$second" ftm RebootFtm --yes >/dev/null
 until_true grep -qx "Phone 2 boots in factory mode (ro.bootmode is ffbm-99)" "$work/out"
 answers() { vdiag -c "$second" -t 2s version >/dev/null 2>&1; }
 until_true answers

@@ -2,6 +2,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
 
 #include "tools/vdiag/face/help.h"
 #include "tools/vdiag/face/prompt.h"
@@ -23,7 +27,13 @@ int fail(const Failure& failure) {
     return failure.exit_status;
 }
 
-int print(const std::string& text, int fd = STDOUT_FILENO) { return write_all(fd, text) ? kExitDone : kExitFailure; }
+int print(const std::string& text, int fd = STDOUT_FILENO) {
+    if (!write_all(fd, text)) {
+        warn(std::string("cannot write the output: ") + std::strerror(errno));
+        return kExitFailure;
+    }
+    return kExitDone;
+}
 
 // With a recording on standard output the answers go to standard error.
 int answer_fd(const Invocation& invocation) { return invocation.pcap == "-" ? STDERR_FILENO : STDOUT_FILENO; }
@@ -36,6 +46,7 @@ Style style_of(const Invocation& invocation) {
 bool configure(const Invocation& invocation, Session* session, Failure* failure) {
     session->address = invocation.connect.empty() ? default_address() : invocation.connect;
     session->quiet = invocation.quiet;
+    session->speed = static_cast<unsigned>(number_parse(invocation.speed).value_or(0));
     session->timeout_ms = milliseconds_parse(invocation.timeout).value_or(session->timeout_ms);
     session->retries = static_cast<unsigned>(number_parse(invocation.retry).value_or(0));
     std::string error;
@@ -60,8 +71,32 @@ int print_answer(const Answer& answer, const Invocation& invocation) {
     return exit_status_of(answer);
 }
 
+// A person is asked before what cannot be taken back; elsewhere it must have been said. A wrong command line is not
+// asked about.
+bool agreed(const Invocation& invocation, Failure* failure) {
+    Asked asked;
+    Failure ignored;
+    if (invocation.yes || !perform_check(invocation, &asked, &ignored) || asked.command == nullptr ||
+        asked.command->effect < Effect::kFinal) {
+        return true;
+    }
+    const std::string what = invocation.words[0] + (invocation.words.size() > 1 ? " " + invocation.words[1] : "") +
+                             ": " + effect_text(asked.command->effect);
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
+        *failure = {kExitUsage, what + "; --yes sends it"};
+        return false;
+    }
+    std::string answer;
+    (void)fprintf(stderr, "%s. Go on? [y/N] ", terminal_text(what).c_str());
+    *failure = {kExitUsage, "nothing was sent"};
+    return std::getline(std::cin, answer) && (equal_names(answer, "y") || equal_names(answer, "yes"));
+}
+
 int ask(Session* session, const Invocation& invocation) {
     Failure failure;
+    if (!agreed(invocation, &failure)) {
+        return fail(failure);
+    }
     Answer answer;
     return perform(session, invocation, &answer, &failure) ? print_answer(answer, invocation) : fail(failure);
 }

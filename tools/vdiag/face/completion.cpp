@@ -38,18 +38,25 @@ std::string bash_script() {
     }
     return "# bash completion for vdiag\n"
            "_vdiag() {\n"
-           "    local word=${COMP_WORDS[COMP_CWORD]} list= verb= i\n"
+           "    local list= verb= word= i\n"
            "    local valued=\" " +
            option_names(true) +
            " \"\n"
-           "    local -a words=()\n"
-           "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
-           "        if [[ ${COMP_WORDS[i]} == -* ]]; then\n"
-           "            [[ $valued == *\" ${COMP_WORDS[i]} \"* ]] && ((i++))\n"
+           "    local -a words=() typed=()\n"
+           "    # Words are told apart by blanks alone: bash would cut an address at its colons.\n"
+           "    read -ra typed <<<\"${COMP_LINE:0:COMP_POINT}\"\n"
+           "    if [[ ${COMP_LINE:0:COMP_POINT} != *[[:blank:]] ]]; then\n"
+           "        word=${typed[-1]}\n"
+           "        unset 'typed[-1]'\n"
+           "    fi\n"
+           "    for ((i = 1; i < ${#typed[@]}; i++)); do\n"
+           "        if [[ ${typed[i]} == -* ]]; then\n"
+           "            [[ $valued == *\" ${typed[i]} \"* ]] && ((i++))\n"
            "        else\n"
-           "            words+=(\"${COMP_WORDS[i]}\")\n"
+           "            words+=(\"${typed[i]}\")\n"
            "        fi\n"
            "    done\n"
+           "    if ((i > ${#typed[@]})); then return; fi  # an option's value: files\n"
            "    verb=${words[0]-}\n"
            "    if [[ $word == -* ]]; then\n"
            "        list=\"" +
@@ -135,7 +142,30 @@ std::string fish_line(const std::string& condition, const std::string& word, con
 }
 
 std::string fish_script() {
-    std::string out = "# fish completion for vdiag\n";
+    std::string out =
+        "# fish completion for vdiag\n"
+        "# The words that are no options, nor values of options.\n"
+        "function __vdiag_words\n"
+        "    set -l skip 1\n"
+        "    for word in (commandline -opc)\n"
+        "        if test $skip = 1\n"
+        "            set skip 0\n"
+        "        else if contains -- $word " +
+        option_names(true) +
+        "\n"
+        "            set skip 1\n"
+        "        else if not string match -q -- '-*' $word\n"
+        "            echo $word\n"
+        "        end\n"
+        "    end\n"
+        "end\n"
+        "function __vdiag_first\n"
+        "    test (count (__vdiag_words)) = 0\n"
+        "end\n"
+        "function __vdiag_after\n"
+        "    set -l words (__vdiag_words)\n"
+        "    test (count $words) = 1; and contains -- $words[1] $argv\n"
+        "end\n";
     for (const OptionRow& option : option_rows()) {
         out += "complete -c vdiag";
         for (const std::string_view name : split(option.names, ',')) {
@@ -144,15 +174,15 @@ std::string fish_script() {
         out += std::string(option.value != nullptr ? " -r" : "") + " -d " + quoted(option.help) + "\n";
     }
     for (const std::string& verb : verb_names()) {
-        out += "complete -c vdiag -f -n __fish_use_subcommand -a " + verb + "\n";
+        out += "complete -c vdiag -f -n __vdiag_first -a " + verb + "\n";
         for (const std::string& second : second_words(verb)) {
-            out += fish_line("__fish_seen_subcommand_from " + verb, second, "");
+            out += fish_line("__vdiag_after " + verb, second, "");
         }
     }
     for (const Command& command : catalogue()) {
-        out += is_ftm(command) ? fish_line("__fish_seen_subcommand_from ftm help", command.name, command.help) : "";
+        out += is_ftm(command) ? fish_line("__vdiag_after ftm help", command.name, command.help) : "";
     }
-    return out + "complete -c vdiag -f -n '__fish_seen_subcommand_from completion' -a 'bash zsh fish'\n";
+    return out + "complete -c vdiag -f -n '__vdiag_after completion' -a 'bash zsh fish'\n";
 }
 
 }  // namespace

@@ -167,12 +167,12 @@ void prompt_loop(const std::function<void(const std::vector<std::string>&)>& run
         if (!words.empty() && (words[0] == "quit" || words[0] == "exit")) {
             break;
         }
+        if (edited) {
+            save_history();  // now: Ctrl-C ends the program where it is
+        }
         if (!words.empty()) {
             run(words);
         }
-    }
-    if (edited) {
-        save_history();
     }
 }
 

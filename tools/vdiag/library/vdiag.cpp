@@ -105,7 +105,7 @@ Answer Phone::raw(const Bytes& packet) {
     return vdiag::exchange(&state_->session, packet, nullptr, &answer, &failure) ? answer_of(answer) : failed(failure);
 }
 
-void Phone::close() { (void)state_->session.link.fd.close(); }
+void Phone::close() { link_close(&state_->session.link); }
 
 const char* version() { return version_text(); }
 

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <thread>
 #include <utility>
+
+#include "tools/vdiag/words/stop.h"
 
 namespace vdiag {
 namespace {
@@ -22,8 +24,6 @@ constexpr const char* kHere = "here";  // the variable that holds the plan's fol
 constexpr const char* kReconnectTimeout = "1s";
 
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
-
-void pause_ms(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
 struct Runner {
     Session* session;
@@ -142,7 +142,7 @@ void ask_within(Runner* runner, const Invocation& invocation, StepResult* result
         } else if (!may_recover(*runner, *result)) {
             return;
         }
-        if (milliseconds_left(deadline) == 0) {
+        if (milliseconds_left(deadline) == 0 || stop_signal() != 0) {
             break;
         }
         pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
@@ -203,14 +203,14 @@ void run_phone_line(Runner* runner, StepResult* result) {
             return;
         }
         if (step.phone->fresh && runner->phone.daemon < 0) {
-            (void)runner->session->link.fd.close();  // the next daemon is another one
+            link_close(&runner->session->link);  // the next daemon is another one
         }
         if (judge(step, runner->variables, result->answer, &result->reason)) {
             (void)keep_values(step, result->answer, &runner->variables, result);
             return;
         }
-        if (milliseconds_left(deadline) == 0) {
-            (void)fail(result, result->reason);
+        if (milliseconds_left(deadline) == 0 || stop_signal() != 0) {
+            (void)fail(result, std::string(result->reason));
             return;
         }
         pause_ms(kLookPause);
@@ -224,9 +224,9 @@ void run_reconnect(Runner* runner, StepResult* result) {
     Invocation invocation;
     invocation.words = {"version", "diag"};
     invocation.timeout = kReconnectTimeout;
-    (void)session->link.fd.close();
+    link_close(&session->link);
     session->until = deadline;
-    while (!ask(runner, invocation, result) && milliseconds_left(deadline) > 0) {
+    while (!ask(runner, invocation, result) && milliseconds_left(deadline) > 0 && stop_signal() == 0) {
         pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
     }
     session->until.reset();
@@ -271,6 +271,10 @@ void run_step(Runner* runner, StepResult* result) {
             break;
     }
     result->seconds = seconds_since(start);
+    if (stop_signal() != 0) {
+        (void)fail(result, std::string("aborted by ") + (stop_signal() == SIGINT ? "SIGINT" : "SIGTERM"));
+        runner->exit_status = kExitSignal + stop_signal();
+    }
 }
 
 constexpr const char* kOutcomeWords[] = {"ok  ", "FAIL", "skip"};
@@ -331,12 +335,13 @@ std::string summary(const PlanResult& plan, const Style& style) {
     const size_t skipped = count(plan, Outcome::kSkipped);
     if (style.json) {
         const Json object = {{"plan", plan.plan.path}, {"steps", plan.steps.size()}, {"passed", passed},
-                             {"failed", failed},       {"skipped", skipped},         {"seconds", plan.seconds}};
+                             {"failed", failed},       {"skipped", skipped},         {"seconds", plan.seconds},
+                             {"aborted", plan.aborted}};
         return object.dump(-1, ' ', true) + "\n";
     }
     char text[128];
-    (void)snprintf(text, sizeof(text), "%zu steps: %zu passed, %zu failed, %zu skipped, %.1f s\n", plan.steps.size(),
-                   passed, failed, skipped, plan.seconds);
+    (void)snprintf(text, sizeof(text), "%zu steps: %zu passed, %zu failed, %zu skipped, %.1f s%s\n", plan.steps.size(),
+                   passed, failed, skipped, plan.seconds, plan.aborted ? ", aborted" : "");
     return terminal_text(plan.plan.path) + ": " + text;
 }
 
@@ -361,7 +366,7 @@ bool begin_case(Runner* runner, const PlanCase& one, const Invocation& options, 
     if (!phone_fresh(&runner->phone, reason)) {
         return false;
     }
-    (void)runner->session->link.fd.close();
+    link_close(&runner->session->link);
     runner->session->address = "unix:" + runner->phone.root + "/.sim/diag";
     runner->exit_status = kExitDone;
     return true;
@@ -369,7 +374,7 @@ bool begin_case(Runner* runner, const PlanCase& one, const Invocation& options, 
 
 void end_case(Runner* runner, const PlanCase& one, PlanResult* result) {
     std::string error;
-    (void)runner->session->link.fd.close();
+    link_close(&runner->session->link);
     if (!phone_end(&runner->phone, &error)) {
         result->steps.emplace_back();
         result->steps.back().step = one.steps.back();
@@ -438,12 +443,13 @@ void run_plan(Runner* runner, const Manner& manner, PlanResult* result) {
     const Variables given = runner->variables;
     bool going = true;
     for (const PlanCase& one : cases_of(result->plan)) {
-        if (going && wanted(one, *manner.options)) {
+        if (going && stop_signal() == 0 && wanted(one, *manner.options)) {
             runner->variables = one.title.empty() ? runner->variables : given;
             going = run_case(runner, one, manner, result);
         }
     }
     result->seconds = seconds_since(start);
+    result->aborted = stop_signal() != 0;
     result->exit_status =
         runner->exit_status != kExitDone && !manner.options->fresh ? runner->exit_status : result->exit_status;
     (void)write_all(manner.out_fd, summary(*result, manner.style));
@@ -549,6 +555,7 @@ std::string junit_text(const std::vector<PlanResult>& results) {
         out += "  <testsuite name=\"" + xml_text(plan.plan.path) + "\" tests=\"" + std::to_string(plan.steps.size()) +
                "\" failures=\"" + std::to_string(count(plan, Outcome::kFailed)) + "\" skipped=\"" +
                std::to_string(count(plan, Outcome::kSkipped)) + "\" time=\"" + time + "\">\n";
+        out += plan.aborted ? "    <properties><property name=\"aborted\" value=\"true\"/></properties>\n" : "";
         for (const StepResult& step : plan.steps) {
             out += junit_case(plan, step);
         }
@@ -561,22 +568,28 @@ int run_plans(Session* session, const Invocation& invocation, const Style& style
     Runner runner{session, {}, {}, kExitDone};
     phone_of_address(session->address, &runner.phone);
     const Manner manner{&invocation, style, out_fd};
+    std::string error;
     std::vector<PlanResult> results;
     Failure failure;
     if (!load_plans(invocation, &results, &failure)) {
         warn(failure.text);
         return failure.exit_status;
     }
+    if (!invocation.junit.empty() && !file_writable(invocation.junit, &error)) {
+        warn(error);
+        return kExitFailure;
+    }
+    stop_on_signals();
     int exit_status = kExitDone;
     for (PlanResult& result : results) {
         runner.variables = result.variables;
         run_plan(&runner, manner, &result);
         exit_status = exit_status == kExitDone ? result.exit_status : exit_status;
-        if (invocation.stop && exit_status != kExitDone) {
+        if ((invocation.stop && exit_status != kExitDone) || stop_signal() != 0) {
             break;
         }
     }
-    std::string error;
+    exit_status = stop_signal() != 0 ? kExitSignal + stop_signal() : exit_status;
     if (!invocation.junit.empty() && !file_write(invocation.junit, junit_text(results), &error)) {
         warn(error);
         return kExitFailure;

@@ -27,6 +27,7 @@ struct PlanResult {
     std::vector<StepResult> steps;
     int exit_status = kExitDone;
     double seconds = 0;
+    bool aborted = false;  // by a signal: what was not run is missing or skipped
 };
 
 // "vdiag run PLAN... [NAME=VALUE...]". Returns the exit status.

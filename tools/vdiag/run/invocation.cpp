@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tools/vdiag/wire/serial.h"
 #include "tools/vdiag/words/text.h"
 
 namespace vdiag {
@@ -12,9 +13,11 @@ constexpr uint64_t kMostRetries = 1000;
 
 // clang-format off
 constexpr OptionRow kOptions[] = {
-    {"-c,--connect",  "ADDRESS", nullptr,  LineOf::kProgram,  "the phone: unix:PATH, tcp:HOST:PORT, tty:PATH", &Invocation::connect,  nullptr},
+    {"-c,--connect",  "ADDRESS", nullptr,  LineOf::kProgram,  "the phone: unix:PATH, tcp:HOST:PORT, tty:PATH, usb:VENDOR:PRODUCT[:SERIAL]", &Invocation::connect,  nullptr},
     {"-t,--timeout",  "TIME",    nullptr,  LineOf::kPlan,     "wait this long for each answer, such as 2s or 300ms (10s)", &Invocation::timeout, nullptr},
     {"-r,--retry",    "N",       nullptr,  LineOf::kPlan,     "ask N more times after a timeout, for commands that only read", &Invocation::retry, nullptr},
+    {"-b,--speed",    "RATE",    nullptr,  LineOf::kProgram,  "bits per second of a serial line, such as 115200 (as it is)", &Invocation::speed, nullptr},
+    {"-y,--yes",      nullptr,   nullptr,  LineOf::kPrompt,   "no question before what erases, cannot be undone or takes the phone down", nullptr, &Invocation::yes},
     {"-j,--json",     nullptr,   nullptr,  LineOf::kPrompt,   "one JSON object for each answer", nullptr, &Invocation::json},
     {"-x,--hex",      nullptr,   nullptr,  LineOf::kPrompt,   "show both packets too", nullptr, &Invocation::hex},
     {"-p,--pcap",     "FILE",    nullptr,  LineOf::kProgram,  "record every packet for Wireshark; - is standard output", &Invocation::pcap, nullptr},
@@ -146,6 +149,10 @@ bool check_values(const Invocation& invocation, std::string* error) {
     }
     if (!invocation.lasting.empty() && !milliseconds_parse(invocation.lasting)) {
         return refuse("--for takes a time such as 30s", error);
+    }
+    if (!invocation.speed.empty() &&
+        !serial_speed_known(static_cast<unsigned>(number_parse(invocation.speed).value_or(0)))) {
+        return refuse("--speed takes a usual rate from 9600 to 4000000", error);
     }
     return invocation.retry.empty() || (retries && *retries <= kMostRetries) ||
            refuse("--retry takes a number up to " + std::to_string(kMostRetries), error);

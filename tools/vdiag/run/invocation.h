@@ -15,6 +15,8 @@ struct Invocation {
     std::string timeout;
     std::string retry;
     std::string pcap;
+    std::string speed;
+    bool yes = false;
     bool json = false;
     bool hex = false;
     bool quiet = false;

@@ -1,14 +1,14 @@
 // Tasks that are made of several requests: keybox transfer, certificate request, network-access unlock, key test.
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <thread>
 
 #include "tools/vdiag/run/crypto.h"
 #include "tools/vdiag/run/perform.h"
 #include "tools/vdiag/run/report.h"
+#include "tools/vdiag/words/stop.h"
 
 namespace vdiag {
 namespace {
@@ -65,13 +65,21 @@ std::string value_text(const Answer& answer, const char* name) {
 
 // A bar on standard error, when that is a terminal.
 void show_progress(size_t done, size_t total, bool last) {
-    constexpr size_t kWidth = 40;
+    constexpr size_t kWidest = 40;
+    winsize window{};
     if (isatty(STDERR_FILENO) == 0) {
         return;
     }
-    const size_t filled = total == 0 ? kWidth : done * kWidth / total;
-    const std::string bar = std::string(filled, '#') + std::string(kWidth - filled, '.');
-    (void)fprintf(stderr, "\r[%s] %zu of %zu bytes%s", bar.c_str(), done, total, last ? "\n" : "");
+    const std::string numbers = std::to_string(done) + " of " + std::to_string(total) + " bytes";
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
+    const size_t columns = known ? window.ws_col : 80;
+    const size_t taken = numbers.size() + 4;  // brackets, a blank, and the last column, behind which a line would wrap
+    const size_t width = columns > taken ? std::min(kWidest, columns - taken) : 0;
+    const size_t filled = total == 0 ? width : done * width / total;
+    const std::string bar = width > 0
+                                ? "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] " + numbers
+                                : numbers.substr(0, std::max<size_t>(columns, 1) - 1);
+    (void)fprintf(stderr, "\r%s%s", bar.c_str(), last ? "\n" : "");
 }
 
 // Sends the pieces of a file to an open handle.
@@ -200,8 +208,8 @@ bool run_keys_watch(Session* session, const Invocation& invocation, Answer* answ
         if (result != Step::kRefused || answer->error || !answer->fault.empty()) {
             break;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(kWatchPause, milliseconds_left(deadline))));
-    } while (milliseconds_left(deadline) > 0);
+        pause_ms(std::min(kWatchPause, milliseconds_left(deadline)));
+    } while (milliseconds_left(deadline) > 0 && stop_signal() == 0);
     answer->title = "keys watch";
     return result != Step::kFailed;
 }

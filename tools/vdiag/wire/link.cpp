@@ -5,15 +5,14 @@
 #include <libgen.h>
 #include <netdb.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
-#include <termios.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "tools/vdiag/words/stop.h"
 
 namespace vdiag {
 namespace {
@@ -21,15 +20,17 @@ namespace {
 constexpr uint8_t kFrameEnd = 0x7E;
 constexpr size_t kHeardBytes = 64;
 
-// Waits until `events` hold. False: the deadline has passed.
+// Waits until `events` hold. False: the deadline has passed, or a signal has ended the run.
 bool wait_for(int fd, short events, Deadline deadline) {
+    constexpr int kStep = 200;  // milliseconds; a signal may come just before the wait
     pollfd entry{fd, events, 0};
     for (;;) {
-        const int ready = poll(&entry, 1, milliseconds_left(deadline));
+        const int left = milliseconds_left(deadline);
+        const int ready = poll(&entry, 1, std::min(left, kStep));
         if (ready > 0) {
             return true;
         }
-        if (ready == 0 || errno != EINTR) {
+        if ((ready == 0 && left <= kStep) || (ready < 0 && errno != EINTR) || stop_signal() != 0) {
             return false;
         }
     }
@@ -102,38 +103,9 @@ bool connect_tcp(const Address& address, Deadline deadline, UniqueFd* out, std::
     return out->ok();
 }
 
-bool set_raw(int fd) {
-    termios line{};
-    if (tcgetattr(fd, &line) != 0) {
-        return errno == ENOTTY;  // another kind of character device
-    }
-    cfmakeraw(&line);
-    line.c_cflag |= CLOCAL | CREAD;
-    line.c_cc[VMIN] = 1;
-    line.c_cc[VTIME] = 0;
-    return tcsetattr(fd, TCSANOW, &line) == 0 && tcflush(fd, TCIOFLUSH) == 0;
-}
-
-// 0, or the error number.
-int open_device(const std::string& path, UniqueFd* out) {
-    UniqueFd fd(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!fd.ok() || fstat(fd.get(), &status) != 0) {
-        return errno;
-    }
-    if (!S_ISCHR(status.st_mode)) {
-        return ENOTTY;
-    }
-    if (!set_raw(fd.get())) {
-        return errno;
-    }
-    *out = std::move(fd);
-    return 0;
-}
-
 LinkResult end_link(Link* link, const std::string& how, std::string* error) {
     *error = how;
-    (void)link->fd.close();
+    link_close(link);
     return LinkResult::kEnded;
 }
 
@@ -170,20 +142,26 @@ int milliseconds_left(Deadline deadline) {
     return static_cast<int>(std::max<int64_t>(left.count(), 0));
 }
 
-bool link_open(const Address& address, int timeout_ms, Link* link, std::string* error) {
+bool link_open(const Address& address, unsigned speed, int timeout_ms, Link* link, std::string* error) {
     const Deadline deadline = deadline_in(timeout_ms);
+    link_close(link);
     *link = Link{};
+    link->socket = address.kind == AddressKind::kTcp || address.kind == AddressKind::kUnix;
+    link->local = address.kind == AddressKind::kUnix;
     if (address.kind == AddressKind::kTcp) {
-        link->socket = true;
         return connect_tcp(address, deadline, &link->fd, error);
     }
-    link->socket = address.kind == AddressKind::kUnix;
-    const int failure =
-        link->socket ? connect_unix(address.path, deadline, &link->fd) : open_device(address.path, &link->fd);
-    if (failure != 0) {
-        *error = failure == ENOTTY ? "not a character device" : std::strerror(failure);
+    if (!link->socket) {
+        return serial_open(address.path, speed, &link->fd, &link->claim, error);
     }
+    const int failure = connect_unix(address.path, deadline, &link->fd);
+    *error = std::strerror(failure);
     return failure == 0;
+}
+
+void link_close(Link* link) {
+    link->claim.release();
+    (void)link->fd.close();
 }
 
 size_t link_begun(const Link& link) { return link.decoder.ended ? 0 : link.decoder.frame.size(); }

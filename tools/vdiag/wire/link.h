@@ -8,6 +8,7 @@
 #include "platform/host/address.h"
 #include "platform/host/hdlc.h"
 #include "platform/include/handles.h"
+#include "tools/vdiag/wire/serial.h"
 #include "tools/vdiag/words/text.h"
 
 namespace vdiag {
@@ -18,7 +19,9 @@ int milliseconds_left(Deadline deadline);  // never negative; rounded up
 
 struct Link {
     UniqueFd fd;
+    SerialClaim claim;  // of a serial device; ends before `fd` is closed
     bool socket = false;
+    bool local = false;  // the peer is the phone itself, not a relay with a line behind it
     HdlcDecoder decoder;
     Bytes input;                          // received and not yet decoded
     Bytes heard;                          // the first bytes received since the last sending, as they came
@@ -26,8 +29,10 @@ struct Link {
     HdlcEvent damage = HdlcEvent::kNone;  // why the last of them was dropped
 };
 
-// Opens a connection. A serial device is set raw and what waits on it is thrown away. False: `error` says why.
-bool link_open(const Address& address, int timeout_ms, Link* link, std::string* error);
+// Opens a connection. A serial device is claimed for this program, set raw and to `speed` (0: as it is), and what waits
+// on it is thrown away. False: `error` says why.
+bool link_open(const Address& address, unsigned speed, int timeout_ms, Link* link, std::string* error);
+void link_close(Link* link);
 
 enum class LinkResult { kDone, kTimeout, kEnded };
 

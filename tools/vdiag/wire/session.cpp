@@ -138,8 +138,9 @@ bool hear(Session* session, const Bytes& mark, const Bytes& request, const Comma
     return false;
 }
 
-// Whether an answer to an earlier request could be taken for this one's: a serial line may hold what others asked for;
-// a peer behind a socket only what this session did, and of that only the like matters, unless something is overdue.
+// Whether an answer to an earlier request could be taken for this one's: a line, or a relay in front of one, may hold
+// what others asked for; a phone behind a local socket only what this session did, and of that only the like matters,
+// unless something is overdue.
 bool wants_mark(Session* session, const Bytes& request, const Command* command) {
     constexpr size_t kHead = 4;
     const Bytes head =
@@ -154,7 +155,7 @@ bool wants_mark(Session* session, const Bytes& request, const Command* command) 
     if (!alike) {
         session->asked.push_back(head);
     }
-    return alike || session->late || !session->link.socket;
+    return alike || session->late || !session->link.local;
 }
 
 LinkResult send_request(Session* session, const Bytes& mark, const Bytes& request, Deadline deadline,
@@ -165,6 +166,16 @@ LinkResult send_request(Session* session, const Bytes& mark, const Bytes& reques
     pcap_add(&session->pcap, Direction::kToPhone, request);
     return mark.empty() ? link_send(&session->link, {&request}, deadline, error)
                         : link_send(&session->link, {&mark, &request}, deadline, error);
+}
+
+// An address as the user gives it: "usb:" names a serial line by what is plugged in.
+bool address_of(const std::string& text, Address* address, std::string* error) {
+    constexpr std::string_view kUsb = "usb:";
+    if (!text.starts_with(kUsb)) {
+        return address_parse(text, address, error, AddressHosts::kNamesToo);
+    }
+    address->kind = AddressKind::kTty;
+    return serial_find(text.substr(kUsb.size()), "/sys/class/tty", &address->path, error);
 }
 
 // How long the next step may take.
@@ -222,11 +233,11 @@ bool session_open(Session* session, Failure* failure) {
     }
     Address address;
     std::string error;
-    if (!address_parse(session->address, &address, &error, AddressHosts::kNamesToo)) {
+    if (!address_of(session->address, &address, &error)) {
         *failure = {kExitUsage, "bad address '" + session->address + "': " + error};
         return false;
     }
-    if (!link_open(address, patience(*session), &session->link, &error)) {
+    if (!link_open(address, session->speed, patience(*session), &session->link, &error)) {
         *failure = {kExitConnect, "cannot connect to " + session->address + ": " + error};
         return false;
     }
@@ -254,7 +265,7 @@ bool exchange(Session* session, const Bytes& request, const Command* command, An
         ++made;
         if (result == LinkResult::kTimeout) {
             session->late = true;
-            (void)session->link.fd.close();  // the peer may be another one by now, or have half a request
+            link_close(&session->link);  // the peer may be another one by now, or have half a request
         }
     }
     if (result == LinkResult::kDone) {

@@ -14,6 +14,7 @@ namespace vdiag {
 
 struct Session {
     std::string address;            // as given; opened at the first request
+    unsigned speed = 0;             // of a serial line; 0: as it is
     int timeout_ms = 10000;         // for one answer
     std::optional<Deadline> until;  // nothing waits any longer than this
     unsigned retries = 0;           // for commands that only read

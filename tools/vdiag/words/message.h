@@ -16,6 +16,7 @@ enum ExitStatus : int {
     kExitErrorAnswer = 6,  // the diag library refused the request
     kExitStatus = 7,       // the command answered with a status that is no success
     kExitExpectation = 8,  // a plan's expectation failed
+    kExitSignal = 128,     // and the number of the signal that ended a run
 };
 
 // One line "vdiag: TEXT" on standard error.
