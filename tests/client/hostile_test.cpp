@@ -106,9 +106,14 @@ class HostilePeer {
                 receive();
             }
             for (; !pending_.empty() && pending_.front().due <= Clock::now(); pending_.pop_front()) {
-                (void)!write(client_.get(), pending_.front().wire.data(), pending_.front().wire.size());
+                send_wire(pending_.front().wire);
             }
         }
+    }
+    // A client that has just left is no reason to end.
+    void send_wire(const Bytes& wire) const {
+        (void)!(listener_.ok() ? send(client_.get(), wire.data(), wire.size(), MSG_NOSIGNAL)
+                               : write(client_.get(), wire.data(), wire.size()));
     }
     static std::chrono::milliseconds until(Clock::time_point due) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now());
