@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
@@ -38,6 +39,7 @@ enum class Transport { kUnix, kTcp, kTty };
 class HostilePeer {
    public:
     HostilePeer(Transport transport, unsigned seed) : random_(seed) {
+        (void)signal(SIGPIPE, SIG_IGN);  // a client that gave up has closed its end
         transport == Transport::kTty ? open_tty() : open_socket(transport);
         thread_ = std::thread([this] { run(); });
     }
