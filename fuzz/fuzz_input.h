@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string>
 
 struct FuzzInput {
@@ -45,9 +46,9 @@ struct FuzzInput {
 };
 
 // An entry of a table, picked by a byte.
-template <typename T, size_t N>
-const T& fuzz_pick(const T (&table)[N], uint8_t index) {
-    return table[index % N];
+template <typename Table>
+const auto& fuzz_pick(const Table& table, uint8_t index) {
+    return table[index % std::size(table)];
 }
 
 // Ends the fuzzer when a fact does not hold.

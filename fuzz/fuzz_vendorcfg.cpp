@@ -11,20 +11,18 @@ namespace {
 constexpr size_t kPartitionSize = 16384;
 
 // Names as callers use them: ordinary, reserved, of area 2, too long, empty.
-constexpr const char* kNames[] = {
-    "usbmanutag",
-    "serialno",
-    "udid_o",
-    "deviceid.sign.0",
-    "deviceid.sign.11",
-    "auth_type",
-    "bootmode",
-    "name-unknown",
-    "orb_digital_label_B",
-    "",
-    "this-name-has-thirty-one-chars-",
-    "this-name-has-more-than-thirty-one-characters",
-};
+constexpr const char* kNames[] = {"usbmanutag",
+                                  "serialno",
+                                  "udid_o",
+                                  "deviceid.sign.0",
+                                  "deviceid.sign.11",
+                                  "auth_type",
+                                  "bootmode",
+                                  "name-unknown",
+                                  "orb_digital_label_B",
+                                  "",
+                                  "this-name-has-thirty-one-chars-",
+                                  "this-name-has-more-than-thirty-one-characters"};
 
 // Slots with a head and a signature, or nearly: slot, name, damage (position), value.
 std::string built_image(FuzzInput* input) {
