@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds with the sanitizers and runs every test. The last line is the test runner's summary. Arguments go to the test
-# runner: scripts/test.sh -R Dispatch
+# runner: scripts/test.sh -R Cases
 set -eu
 cd "$(dirname "$0")/.."
 

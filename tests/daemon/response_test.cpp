@@ -13,8 +13,7 @@ TEST_F(Response, WithoutABufferThereIsNone) {
         {"4b0bff7f 55465300", {E("ftm_diag_ext_dispatch: diag pkt alloc failed!")}},
         {"4b0bfd7f 55465300", {E("ftm_diag_batt_dispatch: diag pkt alloc failed!")}},
         {"4b0b3600", {E("ftm_read_file: diagpkt_subsys_alloc failed")}},
-        {"39", {}},
-    };
+        {"39", {}}};
     for (const auto& [request, lines] : cases) {
         host_diag_fail_alloc(0, 1);
         clear_log();
@@ -42,7 +41,9 @@ TEST_F(Response, NothingShowsOfWhatTheBufferHeld) {
         EXPECT_GT(answer.size(), 40U) << request;
         EXPECT_EQ(to_hex(answer).find("a5"), std::string::npos) << request;
     }
+    write_file("/sys/class/power_supply/usb/online", "0\n");                         // its worker ends
     EXPECT_EQ(exchange(hex("4b0bfd7f 736574666163746f72796d6f6465 00")).at(10), 0);  // setfactorymode
+    wait_for_workers();
 }
 
 TEST_F(Response, ARestartWithoutAReasonIsAPlainOne) {

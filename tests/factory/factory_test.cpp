@@ -149,6 +149,7 @@ TEST_F(Factory, WithoutADirectoryTheStorageHoldsLogsAndMask) {
     make_tool("/system/bin/diag_mdlog");
     write_file("/system/etc/default_diag_logmask.cfg", "mask");
     write_file("/sdcard/diag_mask.cfg", "own mask");
+    mdlog_init();
     mdlog_set_log_file_path(nullptr);
     EXPECT_TRUE(mdlog_start(0));
     mdlog_set_log_file_path(std::string(300, 'd').c_str());

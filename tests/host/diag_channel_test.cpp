@@ -74,12 +74,6 @@ const Bytes kGateAnswer = hex("80 4b 4d 0a 00");
 const Bytes kReopen = hex("4b 4d 0b 00");
 const Bytes kSilent = hex("c8");
 
-Bytes framed(const Bytes& packet) {
-    Bytes frame;
-    hdlc_encode(packet.data(), packet.size(), &frame);
-    return frame;
-}
-
 // ---- One client
 
 struct Client {
@@ -102,12 +96,7 @@ struct Client {
             }
             frame.push_back(byte);
             if (byte == 0x7E) {
-                HdlcDecoder decoder;
-                HdlcEvent event = HdlcEvent::kNone;
-                hdlc_decode(&decoder, frame.data(), frame.size(), &event);
-                size_t size = 0;
-                const uint8_t* const packet = hdlc_packet(decoder, &size);
-                return event == HdlcEvent::kPacket ? to_hex(Bytes(packet, packet + size)) : hdlc_event_text(event);
+                return unframed(frame);
             }
         }
         return "";
@@ -213,8 +202,7 @@ TEST_F(DiagChannelTest, RequestsAreRoutedByTableAndTheRestIsAnsweredByTheLibrary
         {"only 75", hex("4b"), to_hex(hex("13 4b"))},
         {"subsystem 255 is no subsystem", hex("4b ff c8 00"), to_hex(hex("13 4b ff c8 00"))},
         {"unlisted", kUnknown, to_hex(kUnknownAnswer)},
-        {"long", Bytes(kHdlcMaxPacket - 1, 0x7E), to_hex(Bytes{kDiagBadCommand} + Bytes(kHdlcMaxPacket - 1, 0x7E))},
-    };
+        {"long", Bytes(kHdlcMaxPacket - 1, 0x7E), to_hex(Bytes{kDiagBadCommand} + Bytes(kHdlcMaxPacket - 1, 0x7E))}};
     for (const auto& c : cases) {
         EXPECT_EQ(tool.exchange(c.request), c.answer) << c.name;
     }
@@ -355,30 +343,34 @@ TEST_F(DiagChannelTest, TheSocketFileIsPrivateAndAStaleOneIsReplaced) {
     }
 }
 
+// In a process that was never attached: later a terminal may be away.
 TEST_F(DiagChannelTest, WhatIsServedAlreadyOrIsNoSocketIsLeftAlone) {
-    {
-        const UniqueFd other_daemon(open(settings().root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        ASSERT_EQ(flock(other_daemon.get(), LOCK_EX | LOCK_NB), 0);
+    in_a_fresh_process([this] {
+        {
+            const UniqueFd other_daemon(open(settings().root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            ASSERT_EQ(flock(other_daemon.get(), LOCK_EX | LOCK_NB), 0);
+            clear_log();
+            EXPECT_FALSE(Diag_LSM_Init(nullptr));
+            expect_log_only(
+                {E("cannot attach to the diag service: this device root is served by another process already")});
+        }
+        sockaddr_un name{};
+        UniqueFd directory;
+        ASSERT_TRUE(address_unix_name(socket_path(), &name, &directory));
+        const UniqueFd served(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(bind(served.get(), reinterpret_cast<sockaddr*>(&name), sizeof(name)), 0);
+        ASSERT_EQ(listen(served.get(), 5), 0);
+        write_file("/plain", "kept");
+        const std::string plain = "unix:" + host("/plain");
+        listen_on({"unix:" + socket_path(), plain, "tty:" + host("/plain"), "pty:" + host("/plain")});
         clear_log();
         EXPECT_FALSE(Diag_LSM_Init(nullptr));
-        expect_log_only(
-            {E("cannot attach to the diag service: this device root is served by another process already")});
-    }
-    sockaddr_un name{};
-    UniqueFd directory;
-    ASSERT_TRUE(address_unix_name(socket_path(), &name, &directory));
-    const UniqueFd served(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(bind(served.get(), reinterpret_cast<sockaddr*>(&name), sizeof(name)), 0);
-    ASSERT_EQ(listen(served.get(), 5), 0);
-    write_file("/plain", "kept");
-    const std::string plain = "unix:" + host("/plain");
-    listen_on({"unix:" + socket_path(), plain, "tty:" + host("/plain"), "pty:" + host("/plain")});
-    clear_log();
-    EXPECT_FALSE(Diag_LSM_Init(nullptr));
-    expect_log({E("unix:" + socket_path() + ": it is served by another process already"),
-                E(plain + ": there is a file that is no socket"), E("no address of VENDORDIAG_LISTEN can be served")});
-    EXPECT_EQ(read_file_text("/plain"), "kept");
-    const Client still_reachable = connect_to("unix:" + socket_path());
+        expect_log({E("unix:" + socket_path() + ": it is served by another process already"),
+                    E(plain + ": there is a file that is no socket"),
+                    E("no address of VENDORDIAG_LISTEN can be served")});
+        EXPECT_EQ(read_file_text("/plain"), "kept");
+        const Client still_reachable = connect_to("unix:" + socket_path());
+    });
 }
 
 TEST_F(DiagChannelTest, EveryAddressInUseIsLoggedWithThePortThatWasPicked) {

@@ -18,22 +18,20 @@ TEST(HostPaths, AreNormalAndNeverAboveTheRoot) {
     const struct {
         const char* path;
         const char* normal;
-    } cases[] = {
-        {"/persist/wifimac.dat", "/persist/wifimac.dat"},
-        {"vendor/etc/hwid.conf", "/vendor/etc/hwid.conf"},
-        {"//a///b//", "/a/b/"},
-        {"./a/./b", "/a/b"},
-        {"a/../b", "/b"},
-        {"../../etc/passwd", "/etc/passwd"},
-        {"/a/../../..", "/"},
-        {"/a/..b", "/a/..b"},
-        {"/a/b/..", "/a/"},
-        {"/a/.", "/a/"},
-        {"/", "/"},
-        {".", "/"},
-        {"", ""},
-        {nullptr, ""},
-    };
+    } cases[] = {{"/persist/wifimac.dat", "/persist/wifimac.dat"},
+                 {"vendor/etc/hwid.conf", "/vendor/etc/hwid.conf"},
+                 {"//a///b//", "/a/b/"},
+                 {"./a/./b", "/a/b"},
+                 {"a/../b", "/b"},
+                 {"../../etc/passwd", "/etc/passwd"},
+                 {"/a/../../..", "/"},
+                 {"/a/..b", "/a/..b"},
+                 {"/a/b/..", "/a/"},
+                 {"/a/.", "/a/"},
+                 {"/", "/"},
+                 {".", "/"},
+                 {"", ""},
+                 {nullptr, ""}};
     for (const auto& c : cases) {
         EXPECT_EQ(host_normal_path(c.path), c.normal) << (c.path != nullptr ? c.path : "null");
     }
@@ -54,17 +52,15 @@ TEST_F(HostFiles, KernelNodesAreClearedExactlyWhenOpenedForWritingOnly) {
         const char* path;
         int flags;
         const char* holds;
-    } cases[] = {
-        {"/sys/class/node", O_WRONLY, "ab"},
-        {"proc/node", O_WRONLY, "ab"},
-        {"/data/../sys/node", O_WRONLY, "ab"},
-        {"/sys/class/node", O_RDWR, "ab765"},
-        {"/sys/class/node", O_RDWR | O_CREAT | O_TRUNC, "ab765"},
-        {"/proc/node", O_RDWR | O_TRUNC, "ab765"},
-        {"/data/sys/node", O_WRONLY, "ab765"},
-        {"/system/node", O_WRONLY, "ab765"},
-        {"/data/node", O_RDWR | O_TRUNC, "ab"},
-    };
+    } cases[] = {{"/sys/class/node", O_WRONLY, "ab"},
+                 {"proc/node", O_WRONLY, "ab"},
+                 {"/data/../sys/node", O_WRONLY, "ab"},
+                 {"/sys/class/node", O_RDWR, "ab765"},
+                 {"/sys/class/node", O_RDWR | O_CREAT | O_TRUNC, "ab765"},
+                 {"/proc/node", O_RDWR | O_TRUNC, "ab765"},
+                 {"/data/sys/node", O_WRONLY, "ab765"},
+                 {"/system/node", O_WRONLY, "ab765"},
+                 {"/data/node", O_RDWR | O_TRUNC, "ab"}};
     for (const auto& c : cases) {
         write_file(c.path[0] == '/' && c.path[1] == 'd' && c.path[6] == '.' ? "/sys/node" : c.path, "98765");
         make_dir("/data");
@@ -79,10 +75,8 @@ TEST_F(HostFiles, StreamModesMeanWhatTheyMeanToFopen) {
         const char* mode;
         const char* holds;  // "98765" after "ab"; null: nothing can be written
         bool creates;
-    } cases[] = {
-        {"r", nullptr, false}, {"re", nullptr, false},  {"rb+", "ab765", false}, {"we", "ab", true},
-        {"w+", "ab", true},    {"ae", "98765ab", true}, {"x", nullptr, false},
-    };
+    } cases[] = {{"r", nullptr, false}, {"re", nullptr, false},  {"rb+", "ab765", false}, {"we", "ab", true},
+                 {"w+", "ab", true},    {"ae", "98765ab", true}, {"x", nullptr, false}};
     for (const auto& c : cases) {
         write_file("/data/file", "98765");
         {

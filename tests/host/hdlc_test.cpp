@@ -37,12 +37,6 @@ Bytes plain_frame(Bytes packet) {
     return frame;
 }
 
-Bytes encoded(const Bytes& packet) {
-    Bytes frame;
-    hdlc_encode(packet.data(), packet.size(), &frame);
-    return frame;
-}
-
 // What a stream says when it arrives in pieces of `step` bytes: packets in hexadecimal, faults by name.
 std::vector<std::string> heard(const Bytes& stream, size_t step) {
     std::vector<std::string> events;
@@ -67,9 +61,9 @@ std::vector<std::string> heard(const Bytes& stream, size_t step) {
 }
 
 TEST(Hdlc, PacketsHaveTheirKnownFrames) {
-    EXPECT_EQ(to_hex(encoded(hex("00"))), to_hex(hex("00 78 f0 7e")));
-    EXPECT_EQ(to_hex(encoded(hex("4b fa df 07"))), to_hex(hex("4b fa df 07 7d 5e 7d 5d 7e")));
-    EXPECT_EQ(to_hex(encoded({})), to_hex(hex("00 00 7e")));
+    EXPECT_EQ(to_hex(framed(hex("00"))), to_hex(hex("00 78 f0 7e")));
+    EXPECT_EQ(to_hex(framed(hex("4b fa df 07"))), to_hex(hex("4b fa df 07 7d 5e 7d 5d 7e")));
+    EXPECT_EQ(to_hex(framed({})), to_hex(hex("00 00 7e")));
 }
 
 TEST(Hdlc, EveryLengthAndDensityOfEscapesMatchesThePlainWay) {
@@ -80,7 +74,7 @@ TEST(Hdlc, EveryLengthAndDensityOfEscapesMatchesThePlainWay) {
             const unsigned pick = static_cast<unsigned>(random());
             byte = static_cast<uint8_t>(size % 3 == 0 && pick % 2 == 0 ? 0x7D + pick / 2 % 2 : pick >> 8U);
         }
-        const Bytes frame = encoded(packet);
+        const Bytes frame = framed(packet);
         ASSERT_EQ(to_hex(frame), to_hex(plain_frame(packet))) << size;
         const std::vector<std::string> expected = {size > 0 ? to_hex(packet) : "empty packet"};
         ASSERT_EQ(heard(frame, frame.size()), expected) << size;
@@ -104,8 +98,7 @@ TEST(Hdlc, AStreamGoesOnBehindEveryFault) {
         {"only an escape", "7d 7e 00 78 f0 7e", {"unfinished escape", good}},
         {"one byte", "78 7e 00 78 f0 7e", {"no room for a checksum", good}},
         {"no packet in a good frame", "00 00 7e 00 78 f0 7e", {"empty packet", good}},
-        {"an end that never comes", "00 78 f0", {}},
-    };
+        {"an end that never comes", "00 78 f0", {}}};
     for (const StreamCase& c : cases) {
         for (const size_t step : {size_t{1}, size_t{2}, size_t{100}}) {
             EXPECT_EQ(heard(hex(c.stream), step), c.events) << c.name << " in pieces of " << step;
@@ -115,7 +108,7 @@ TEST(Hdlc, AStreamGoesOnBehindEveryFault) {
 
 TEST(Hdlc, TheLongestPacketPassesAndOneByteMoreIsDroppedWithoutBeingKept) {
     const Bytes longest(kHdlcMaxPacket, 0x7E);
-    EXPECT_EQ(heard(encoded(longest), 4096), std::vector<std::string>{to_hex(longest)});
+    EXPECT_EQ(heard(framed(longest), 4096), std::vector<std::string>{to_hex(longest)});
 
     HdlcDecoder decoder;
     HdlcEvent event = HdlcEvent::kNone;
@@ -130,14 +123,14 @@ TEST(Hdlc, TheLongestPacketPassesAndOneByteMoreIsDroppedWithoutBeingKept) {
     EXPECT_EQ(hdlc_decode(&decoder, &rest[1], rest.size() - 1, &event), 4U);
     EXPECT_EQ(event, HdlcEvent::kPacket);
 
-    EXPECT_EQ(heard(encoded(Bytes(kHdlcMaxPacket + 1, 1)) + hex("00 78 f0 7e"), 4096),
+    EXPECT_EQ(heard(framed(Bytes(kHdlcMaxPacket + 1, 1)) + hex("00 78 f0 7e"), 4096),
               (std::vector<std::string>{"packet too long", to_hex(hex("00"))}));
 }
 
 TEST(Hdlc, AFrameBehindSomebodyElsesStartIsFound) {
     HdlcDecoder decoder;
     HdlcEvent event = HdlcEvent::kNone;
-    const Bytes stream = text_bytes("half a request") + encoded(hex("4b 0b fe 7f 7e"));
+    const Bytes stream = text_bytes("half a request") + framed(hex("4b 0b fe 7f 7e"));
     hdlc_decode(&decoder, stream.data(), stream.size(), &event);
     ASSERT_EQ(event, HdlcEvent::kBadChecksum);
     ASSERT_TRUE(hdlc_drop_foreign_start(&decoder));
@@ -155,33 +148,31 @@ TEST(Address, GoodOnesAreReadBackAndOthersRefused) {
     struct {
         const char* text;
         const char* read_back;  // null: refused
-    } const cases[] = {
-        {"unix:/run/diag", "unix:/run/diag"},
-        {"tty:/dev/ttyGS0", "tty:/dev/ttyGS0"},
-        {"pty:line", "pty:line"},
-        {"tcp:127.0.0.1:2500", "tcp:127.0.0.1:2500"},
-        {"tcp:localhost:0", "tcp:localhost:0"},
-        {"tcp:0.0.0.0:007", "tcp:0.0.0.0:7"},
-        {"tcp:[::1]:65535", "tcp:[::1]:65535"},
-        {"tcp:[fe80::1%lo]:1", "tcp:[fe80::1%lo]:1"},
-        {"", nullptr},
-        {"/run/diag", nullptr},
-        {"unix:", nullptr},
-        {"pty:", nullptr},
-        {"udp:127.0.0.1:1", nullptr},
-        {"tcp:127.0.0.1", nullptr},
-        {"tcp:127.0.0.1:", nullptr},
-        {"tcp:127.0.0.1:65536", nullptr},
-        {"tcp:127.0.0.1:-1", nullptr},
-        {"tcp:127.0.0.1:1x", nullptr},
-        {"tcp:127.0.0.256:1", nullptr},
-        {"tcp::1", nullptr},
-        {"tcp:::1:1", nullptr},
-        {"tcp:[::1]", nullptr},
-        {"tcp:[::1:1", nullptr},
-        {"tcp:[::1]x:1", nullptr},
-        {"tcp:[127.0.0.1]:1", nullptr},
-    };
+    } const cases[] = {{"unix:/run/diag", "unix:/run/diag"},
+                       {"tty:/dev/ttyGS0", "tty:/dev/ttyGS0"},
+                       {"pty:line", "pty:line"},
+                       {"tcp:127.0.0.1:2500", "tcp:127.0.0.1:2500"},
+                       {"tcp:localhost:0", "tcp:localhost:0"},
+                       {"tcp:0.0.0.0:007", "tcp:0.0.0.0:7"},
+                       {"tcp:[::1]:65535", "tcp:[::1]:65535"},
+                       {"tcp:[fe80::1%lo]:1", "tcp:[fe80::1%lo]:1"},
+                       {"", nullptr},
+                       {"/run/diag", nullptr},
+                       {"unix:", nullptr},
+                       {"pty:", nullptr},
+                       {"udp:127.0.0.1:1", nullptr},
+                       {"tcp:127.0.0.1", nullptr},
+                       {"tcp:127.0.0.1:", nullptr},
+                       {"tcp:127.0.0.1:65536", nullptr},
+                       {"tcp:127.0.0.1:-1", nullptr},
+                       {"tcp:127.0.0.1:1x", nullptr},
+                       {"tcp:127.0.0.256:1", nullptr},
+                       {"tcp::1", nullptr},
+                       {"tcp:::1:1", nullptr},
+                       {"tcp:[::1]", nullptr},
+                       {"tcp:[::1:1", nullptr},
+                       {"tcp:[::1]x:1", nullptr},
+                       {"tcp:[127.0.0.1]:1", nullptr}};
     for (const auto& c : cases) {
         Address address;
         std::string error;

@@ -39,20 +39,18 @@ TEST_F(HostLibraries, PropertiesAreSetByAndroidsRules) {
         std::string name;
         std::string value;
         bool good;
-    } cases[] = {
-        {"a.b", std::string(91, 'x'), true},
-        {"a.b", std::string(92, 'x'), false},
-        {"a.b", "", true},
-        {"ro.new", std::string(300, 'x'), true},
-        {"ro.new", "again", false},
-        {"ro.built", "2", false},
-        {"a/../../b", "x", false},
-        {"../x", "x", false},
-        {"a b", "x", false},
-        {".a", "x", false},
-        {"a.", "x", false},
-        {"", "x", false},
-    };
+    } cases[] = {{"a.b", std::string(91, 'x'), true},
+                 {"a.b", std::string(92, 'x'), false},
+                 {"a.b", "", true},
+                 {"ro.new", std::string(300, 'x'), true},
+                 {"ro.new", "again", false},
+                 {"ro.built", "2", false},
+                 {"a/../../b", "x", false},
+                 {"../x", "x", false},
+                 {"a b", "x", false},
+                 {".a", "x", false},
+                 {"a.", "x", false},
+                 {"", "x", false}};
     for (const auto& c : cases) {
         const std::string before = property(c.name);
         EXPECT_EQ(property_set(c.name.c_str(), c.value.c_str()) == 0, c.good) << c.name;

@@ -8,13 +8,6 @@
 
 namespace {
 
-// A fresh process for what ends it. An emulated test cannot start itself again: there a copy has to do.
-void prepare_death() {
-#ifndef VENDORDIAG_EMULATED
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-#endif
-}
-
 // The variable NAME in force while this lives.
 struct Variable {
     const char* name;
@@ -30,21 +23,19 @@ TEST(HostSettingsTest, ValuesAreCheckedAndTheBadOneIsNamed) {
         const char* name;
         const char* value;
         bool good;
-    } cases[] = {
-        {"VENDORDIAG_TIME_SCALE", "0", true},
-        {"VENDORDIAG_TIME_SCALE", "0.25", true},
-        {"VENDORDIAG_TIME_SCALE", "", false},
-        {"VENDORDIAG_TIME_SCALE", "-1", false},
-        {"VENDORDIAG_TIME_SCALE", "1s", false},
-        {"VENDORDIAG_TIME_SCALE", "1.2.3", false},
-        {"VENDORDIAG_TIME_SCALE", "nan", false},
-        {"VENDORDIAG_TIME_SCALE", "inf", false},
-        {"VENDORDIAG_POWER", "stay", true},
-        {"VENDORDIAG_POWER", "Exit", false},
-        {"VENDORDIAG_LISTEN", "unix:/x,tcp:[::1]:0,pty:/y", true},
-        {"VENDORDIAG_LISTEN", "unix:/x,", false},
-        {"VENDORDIAG_LISTEN", "udp:1", false},
-    };
+    } cases[] = {{"VENDORDIAG_TIME_SCALE", "0", true},
+                 {"VENDORDIAG_TIME_SCALE", "0.25", true},
+                 {"VENDORDIAG_TIME_SCALE", "", false},
+                 {"VENDORDIAG_TIME_SCALE", "-1", false},
+                 {"VENDORDIAG_TIME_SCALE", "1s", false},
+                 {"VENDORDIAG_TIME_SCALE", "1.2.3", false},
+                 {"VENDORDIAG_TIME_SCALE", "nan", false},
+                 {"VENDORDIAG_TIME_SCALE", "inf", false},
+                 {"VENDORDIAG_POWER", "stay", true},
+                 {"VENDORDIAG_POWER", "Exit", false},
+                 {"VENDORDIAG_LISTEN", "unix:/x,tcp:[::1]:0,pty:/y", true},
+                 {"VENDORDIAG_LISTEN", "unix:/x,", false},
+                 {"VENDORDIAG_LISTEN", "udp:1", false}};
     for (const auto& c : cases) {
         const Variable variable(c.name, c.value);
         HostSettings settings;
@@ -71,14 +62,14 @@ TEST(HostSettingsTest, DefaultsFollowTheRoot) {
 }
 
 TEST(HostSettingsTest, ABadValueEndsTheProcessAtTheFirstPlatformCall) {
-    prepare_death();
+    start_death_tests_afresh();
     const Variable root("VENDORDIAG_ROOT", "/tmp");
     const Variable power("VENDORDIAG_POWER", "maybe");
     EXPECT_EXIT(ALOGD("never seen"), ::testing::ExitedWithCode(255), "^[^\n]*VENDORDIAG_POWER[^\n]*\n$");
 }
 
 TEST_F(PhoneTest, APowerCallEndsTheProcessWithStatusZero) {
-    prepare_death();
+    start_death_tests_afresh();
     HostSettings exits = settings();
     exits.power_exits = true;
     reconfigure(exits);
@@ -86,7 +77,7 @@ TEST_F(PhoneTest, APowerCallEndsTheProcessWithStatusZero) {
 }
 
 TEST(HostLog, RecordsAreLinesInThreadtimeForm) {
-    prepare_death();
+    start_death_tests_afresh();
     const Variable root("VENDORDIAG_ROOT", "/tmp");
     const std::string head = "[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3} [0-9]+ [0-9]+ ";
     EXPECT_EXIT((ALOGE("one\ntwo %s\n\n", "x"), (void)__android_log_print(4, "cfgutil-impl", "%s", ""), _exit(0)),

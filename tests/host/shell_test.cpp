@@ -35,17 +35,15 @@ TEST(HostShellWords, ThatBeginWithASlashAreLedByTheRoot) {
         const char* root;
         const char* command;
         const char* becomes;
-    } cases[] = {
-        {"/r", "/vendor/bin/tool -o /cache/x", "/r/vendor/bin/tool -o /r/cache/x"},
-        {"/r", "tool a/b ./c >/x 2>&1", "tool a/b ./c >/x 2>&1"},
-        {"/r", "X=/lib /bin/t\t/y  /z", "X=/lib /r/bin/t\t/r/y  /r/z"},
-        {"/r", "sh -c 'ls /data' \"cat /x\"", "sh -c 'ls /r/data' \"cat /r/x\""},
-        {"/r", "", ""},
-        {"/my phone", "ls /a", "ls /my\\ phone/a"},
-        {"/it's", "ls /a 'b /c'", "ls /it\\'s/a 'b /it'\\''s/c'"},
-        {"/$\"x", "echo \"a /b\"", "echo \"a /\\$\\\"x/b\""},
-        {"/a b", "echo \\' /x", "echo \\' /a\\ b/x"},
-    };
+    } cases[] = {{"/r", "/vendor/bin/tool -o /cache/x", "/r/vendor/bin/tool -o /r/cache/x"},
+                 {"/r", "tool a/b ./c >/x 2>&1", "tool a/b ./c >/x 2>&1"},
+                 {"/r", "X=/lib /bin/t\t/y  /z", "X=/lib /r/bin/t\t/r/y  /r/z"},
+                 {"/r", "sh -c 'ls /data' \"cat /x\"", "sh -c 'ls /r/data' \"cat /r/x\""},
+                 {"/r", "", ""},
+                 {"/my phone", "ls /a", "ls /my\\ phone/a"},
+                 {"/it's", "ls /a 'b /c'", "ls /it\\'s/a 'b /it'\\''s/c'"},
+                 {"/$\"x", "echo \"a /b\"", "echo \"a /\\$\\\"x/b\""},
+                 {"/a b", "echo \\' /x", "echo \\' /a\\ b/x"}};
     for (const auto& c : cases) {
         EXPECT_EQ(host_shell_command(c.command, c.root), c.becomes);
     }

@@ -2,9 +2,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 
 #include "peripheral/input_events.h"
 #include "peripheral/key_test.h"
@@ -13,18 +11,9 @@
 
 namespace {
 
+// The registry is filled for good: each look at it has a process of its own.
 class InputDevices : public PhoneTest {
    protected:
-    // The registry is filled for good, so each look at it has a process of its own.
-    void in_a_fresh_process(const std::function<void()>& body) {
-        const auto whole = [&] {
-            body();
-            std::filesystem::remove_all(host(""));
-            exit(HasFailure() ? 1 : 0);
-        };
-        ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-        EXPECT_EXIT(whole(), ::testing::ExitedWithCode(0), "");
-    }
     InputDevices() {
         remove("/dev/input");
         make_dir("/dev/input");

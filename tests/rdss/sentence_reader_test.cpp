@@ -63,8 +63,7 @@ TEST_F(SentenceReaderTest, SentencesAreJudgedByTheirFields) {
         {"$GPGGA,1,2*hh\r\n", false, "tok.p: GPGGA,1,2*hh\r"},
         {"$AB,1234*hh\r\n", false, "sentence id 'AB' too short, ignored."},
         {"$ab\r\n", false, "Too short. discarded."},
-        {"$QXDFTSTOP,2,0*hh\n", false, "rdss_data_reader_addc: c = $,r->pos111 = 0"},
-    };
+        {"$QXDFTSTOP,2,0*hh\n", false, "rdss_data_reader_addc: c = $,r->pos111 = 0"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.sentence);
         clear_log();
@@ -149,15 +148,13 @@ TEST_F(SentenceReaderTest, TenMillionRandomBytesLeaveTheReaderSound) {
 
 TEST_F(SentenceReaderTest, NumbersAreReadInTheirOwnWay) {
     const std::pair<const char*, float> floats[] = {
-        {"", 0.0F},    {"7", 7.0F},    {"-12.50", -12.5F}, {"1-2", -12.0F}, {"12.", 12.0F},  {".25", 0.25F},
-        {"a1b", 1.0F}, {"1.-5", 1.5F}, {"1.2.5", 1.25F},   {"+3", 3.0F},    {"-.x5", -0.5F},
-    };
+        {"", 0.0F},    {"7", 7.0F},    {"-12.50", -12.5F}, {"1-2", -12.0F}, {"12.", 12.0F}, {".25", 0.25F},
+        {"a1b", 1.0F}, {"1.-5", 1.5F}, {"1.2.5", 1.25F},   {"+3", 3.0F},    {"-.x5", -0.5F}};
     for (const auto& [text, value] : floats) {
         EXPECT_FLOAT_EQ(value, str_atof(text)) << text;
     }
-    const std::pair<const char*, int> integers[] = {
-        {"", 0}, {"0012", 12}, {"12a", -1}, {"-1", -1}, {" 1", -1}, {"4294967297", 1},
-    };
+    const std::pair<const char*, int> integers[] = {{"", 0},    {"0012", 12}, {"12a", -1},
+                                                    {"-1", -1}, {" 1", -1},   {"4294967297", 1}};
     for (const auto& [text, value] : integers) {
         EXPECT_EQ(value, str2int(text)) << text;
     }

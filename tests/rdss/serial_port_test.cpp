@@ -54,8 +54,7 @@ TEST_F(UartTest, UnsupportedOptionsAreRefusedWithOneLine) {
         {with([](auto& o) { o.data_bits = 9; }), "[set_serial_opt #]Unsupported data size"},
         {with([](auto& o) { o.parity = 'X'; }), "[set_serial_opt #]Unsupported parity"},
         {with([](auto& o) { o.stop_bits = 3; }), "[set_serial_opt #]Unsupported stop bits: 3"},
-        {with([](auto& o) { o.flow = 3, o.baud = 1; }), "[set_serial_opt #]Unsupported flow ctrl"},
-    };
+        {with([](auto& o) { o.flow = 3, o.baud = 1; }), "[set_serial_opt #]Unsupported flow ctrl"}};
     for (const auto& [options, line] : cases) {
         clear_log();
         struct termios settings = {};
@@ -111,8 +110,7 @@ TEST_F(UartTest, AutosuspendNodeIsReadAsANumber) {
     const std::tuple<const char*, int, LogLine> cases[] = {
         {"2000\n", 2000, D("success to get autosuspend_delay: 2000")},
         {"", 0, E("failed to get autosuspend_delay")},
-        {"0000000000000012345", 12, D("success to get autosuspend_delay: 0000000000000012")},
-    };
+        {"0000000000000012345", 12, D("success to get autosuspend_delay: 0000000000000012")}};
     for (const auto& [content, delay, line] : cases) {
         clear_log();
         write_file(kAutosuspend, content);

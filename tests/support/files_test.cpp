@@ -57,7 +57,7 @@ TEST_F(FtmFiles, ReadFileTerminatesAndDropsOneLineFeed) {
 }
 
 TEST_F(FtmFiles, WholeFileComesBackWithItsSize) {
-    write_bytes("/item", {'a', 0, 'b', '\n'});
+    write_file("/item", {"a\0b\n", 4});
     uint32_t len = 99;
     const UniqueText item(GetConfFileItem("/item", &len));
     ASSERT_TRUE(item);
@@ -122,9 +122,9 @@ TEST_F(FtmFiles, WritingEndsAtTheStepThatFails) {
     };
     EXPECT_EQ(write_sync_close(open_for_write("/f"), "abc", 3), WriteStep::kDone);
     EXPECT_EQ(read_file_text("/f"), "abc");
-    link_to_full("/full");
+    make_link("/full", "/dev/full");
     EXPECT_EQ(write_sync_close(open_for_write("/full"), "abc", 3), WriteStep::kWriteFailed);
-    link_to_null("/null");
+    make_link("/null", "/dev/null");
     EXPECT_EQ(write_sync_close(open_for_write("/null"), "abc", 3), WriteStep::kSyncFailed);
 }
 

@@ -14,13 +14,12 @@
 #include <thread>
 
 #include "daemon/registration.h"
+#include "platform/host/hdlc.h"
 #include "support/worker.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-constexpr uint16_t kFtmMain = 32766;
-constexpr uint16_t kFtmExtended = 32767;
 constexpr uint8_t kFtmSubsystem = 11;
 constexpr size_t kFtmMessageOffset = 5;
 constexpr size_t kCfgPartitionSize = 16384;
@@ -113,9 +112,8 @@ std::string show(const std::vector<LogLine>& lines, size_t marked) {
     return out.str();
 }
 
-FtmReply ftm_exchange(uint16_t command, const std::string& name, const Bytes& args) {
-    const Bytes head = {75, kFtmSubsystem, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)};
-    const auto response = host_diag_serve(head + text_bytes(name) + Bytes{0} + args);
+FtmReply ftm_exchange(const Bytes& request) {
+    const auto response = host_diag_serve(request);
     if (!response || response->size() < kFtmMessageOffset) {
         return {};
     }
@@ -147,6 +145,32 @@ std::string to_hex(const Bytes& bytes) {
 Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
+}
+
+Bytes counted(const std::string& text) { return Bytes{static_cast<uint8_t>(text.size())} + text_bytes(text); }
+
+Bytes ftm_packet(uint16_t command, const std::string& name, const Bytes& args) {
+    return Bytes{75, kFtmSubsystem, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)} +
+           text_bytes(name) + Bytes{0} + args;
+}
+
+Bytes info_packet(uint8_t command, const Bytes& groups, uint8_t count) {
+    return Bytes{75, 253, command, 0, static_cast<uint8_t>(10 + groups.size()), 0, 0, 0, count, 0} + groups;
+}
+
+Bytes framed(const Bytes& packet) {
+    Bytes frame;
+    hdlc_encode(packet.data(), packet.size(), &frame);
+    return frame;
+}
+
+std::string unframed(const Bytes& frame) {
+    HdlcDecoder decoder;
+    HdlcEvent event = HdlcEvent::kNone;
+    hdlc_decode(&decoder, frame.data(), frame.size(), &event);
+    size_t size = 0;
+    const uint8_t* const packet = hdlc_packet(decoder, &size);
+    return event == HdlcEvent::kPacket ? to_hex(Bytes(packet, packet + size)) : hdlc_event_text(event);
 }
 
 void PrintTo(const LogLine& line, std::ostream* out) {
@@ -188,10 +212,6 @@ void PhoneTest::write_file(const std::string& path, std::string_view content) {
     ASSERT_TRUE(out.good()) << path;
 }
 
-void PhoneTest::write_bytes(const std::string& path, const Bytes& content) {
-    write_file(path, std::string(content.begin(), content.end()));
-}
-
 std::string PhoneTest::read_file_text(const std::string& path) const {
     const auto content = file_content(host(path));
     EXPECT_TRUE(content.has_value()) << path << " cannot be read";
@@ -211,8 +231,6 @@ void PhoneTest::make_link(const std::string& path, const std::string& target) {
     fs::create_symlink(target, host(path));
 }
 
-void PhoneTest::link_to_full(const std::string& path) { make_link(path, "/dev/full"); }
-void PhoneTest::link_to_null(const std::string& path) { make_link(path, "/dev/null"); }
 void PhoneTest::remove(const std::string& path) { fs::remove_all(host(path)); }
 
 unsigned PhoneTest::mode_of(const std::string& path) const {
@@ -254,8 +272,28 @@ void PhoneTest::make_cfg_partition() { write_file("/dev/block/by-name/orbcfg", s
 
 Bytes PhoneTest::exchange(const Bytes& request) { return host_diag_serve(request).value_or(Bytes{}); }
 
-FtmReply PhoneTest::ftm(const std::string& name, const Bytes& args) { return ftm_exchange(kFtmExtended, name, args); }
-FtmReply PhoneTest::ftm_main(const std::string& name, const Bytes& args) { return ftm_exchange(kFtmMain, name, args); }
+void start_death_tests_afresh() {
+#ifndef VENDORDIAG_EMULATED
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+#endif
+}
+
+void PhoneTest::in_a_fresh_process(const std::function<void()>& body) {
+    start_death_tests_afresh();
+    const auto whole = [&] {
+        body();
+        remove("");
+        exit(HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(whole(), ::testing::ExitedWithCode(0), "");
+}
+
+FtmReply PhoneTest::ftm(const std::string& name, const Bytes& args) {
+    return ftm_exchange(ftm_packet(kExtended, name, args));
+}
+FtmReply PhoneTest::ftm_main(const std::string& name, const Bytes& args) {
+    return ftm_exchange(ftm_packet(kMain, name, args));
+}
 
 std::vector<LogLine> PhoneTest::log() const {
     const std::scoped_lock lock(state_->record->mutex);

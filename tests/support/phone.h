@@ -21,6 +21,17 @@ Bytes hex(std::string_view digits);
 std::string to_hex(const Bytes& bytes);
 Bytes operator+(Bytes left, const Bytes& right);
 
+// Parts of requests: a text behind its length, an FTM command, and one of `count` groups to the information store.
+Bytes counted(const std::string& text);
+Bytes ftm_packet(uint16_t command, const std::string& name, const Bytes& args = {});
+Bytes info_packet(uint8_t command, const Bytes& groups, uint8_t count);
+constexpr uint16_t kMain = 32766;
+constexpr uint16_t kExtended = 32767;
+
+// A packet's frame, and what a frame holds: a packet in hexadecimal, or the name of a fault.
+Bytes framed(const Bytes& packet);
+std::string unframed(const Bytes& frame);
+
 // One expected log line: priority and the whole text without its trailing line feeds.
 struct LogLine {
     int priority;
@@ -40,6 +51,10 @@ struct FtmReply {
     Bytes first(size_t count) const;  // its first bytes
 };
 
+// Lets every EXPECT_EXIT start the program again: its child shares nothing with the tests before. An emulated program
+// cannot start itself, there a copy has to do.
+void start_death_tests_afresh();
+
 class PhoneTest : public ::testing::Test {
    protected:
     PhoneTest();
@@ -48,13 +63,10 @@ class PhoneTest : public ::testing::Test {
     // Files, by device path. Parents are made as needed.
     std::string host(const std::string& device_path) const;
     void write_file(const std::string& path, std::string_view content);
-    void write_bytes(const std::string& path, const Bytes& content);
     std::string read_file_text(const std::string& path) const;  // fails the test when it is not there
     bool exists(const std::string& path) const;
     void make_dir(const std::string& path);
     void make_link(const std::string& path, const std::string& target);  // target as it stands in the link
-    void link_to_full(const std::string& path);                          // a write to it finds no space
-    void link_to_null(const std::string& path);                          // it cannot be synchronised
     void remove(const std::string& path);                                // a file or a whole tree
     unsigned mode_of(const std::string& path) const;
 
@@ -97,6 +109,9 @@ class PhoneTest : public ::testing::Test {
     void wait_for_workers(unsigned remaining = 0);
     // Waits likewise until a condition holds.
     bool eventually(const std::function<bool()>& condition) const;
+
+    // Runs a part of the test in a process of its own: it leaves process-wide state behind, or expects none.
+    void in_a_fresh_process(const std::function<void()>& body);
 
     HostSettings settings() const;  // in force
     void reconfigure(const HostSettings& settings);

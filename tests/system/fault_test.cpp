@@ -35,14 +35,8 @@ constexpr Fault kFaults[] = {
     {Call::kFcntl, EAGAIN, "lock"},     {Call::kFsync, EIO, "fsync"},     {Call::kClose, EIO, "close"},
     {Call::kAccess, EACCES, "access"},  {Call::kStat, EACCES, "stat"},    {Call::kRename, EIO, "rename"},
     {Call::kUnlink, EACCES, "unlink"},  {Call::kMkdir, ENOSPC, "mkdir"},  {Call::kSpawn, EAGAIN, "spawn"},
-    {Call::kMalloc, ENOMEM, "malloc"},  {Call::kNew, ENOMEM, "new"},      {Call::kThreadCreate, EAGAIN, "thread"},
-};
+    {Call::kMalloc, ENOMEM, "malloc"},  {Call::kNew, ENOMEM, "new"},      {Call::kThreadCreate, EAGAIN, "thread"}};
 constexpr unsigned kMostCalls = 3000;  // of one kind in one command; more is a loop without an end
-
-Bytes ftm_packet(uint16_t command, const std::string& name, const Bytes& args) {
-    return Bytes{75, 11, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)} + text_bytes(name) +
-           Bytes{0} + args;
-}
 
 // Arguments that lead a command to its last step, and the statuses that it has for its failures.
 struct Proper {
@@ -86,8 +80,7 @@ const std::map<std::string, Proper> kProper = {
     {"InstallKeybox", {hex("07") + text_bytes("KEYBOX1") + hex("00 00"), {1, 3}}},
     {"InstallWidevineKey", {hex("01") + Bytes(120, 0x5A) + text_bytes("kbox") + Bytes(4)}},
     {"ReadFuse", {hex("02")}},
-    {"WriteFuse", {hex("01")}},
-};
+    {"WriteFuse", {hex("01")}}};
 
 class FaultTest : public PhoneTest {
    protected:
@@ -101,20 +94,12 @@ class FaultTest : public PhoneTest {
         EXPECT_EQ(0U, info_write("operator", "ABCD"));
     }
 
-    static Bytes info_packet(const std::string& key, const std::string& value) {
-        const auto counted = [](const std::string& text) {
-            return Bytes{static_cast<uint8_t>(text.size())} + text_bytes(text);
-        };
-        const Bytes group = counted(key) + counted(value);
-        return Bytes{75, 253, 4, 0, static_cast<uint8_t>(10 + group.size()), 0, 0, 0, 1, 0} + group;
-    }
     uint32_t info_write(const std::string& key, const std::string& value) {
-        const Bytes answer = exchange(info_packet(key, value));
+        const Bytes answer = exchange(info_packet(4, counted(key) + counted(value), 1));
         return answer.size() == 8 ? answer[4] : ~0U;
     }
     std::string info_read(const std::string& key) {
-        const Bytes head = {75, 253, 3, 0, static_cast<uint8_t>(11 + key.size()), 0, 0, 0, 1, 0};
-        const Bytes answer = exchange(head + Bytes{static_cast<uint8_t>(key.size())} + text_bytes(key));
+        const Bytes answer = exchange(info_packet(3, counted(key), 1));
         const size_t value = 14 + 1 + key.size();
         return answer.size() > value ? std::string(answer.begin() + static_cast<ptrdiff_t>(value) + 1, answer.end())
                                      : "";
@@ -210,9 +195,9 @@ class FaultTest : public PhoneTest {
         }
         return good;
     }
-    unsigned workers_ = 0;                     // likewise
+    unsigned workers_ = 0;                     // that live on
     bool unmoved_ = false;                     // a signal changes no answer
-    pid_t children_ = 0;                       // that live on
+    pid_t children_ = 0;                       // likewise
     std::function<void()> prepare_ = [this] {  // before every request
         write_file("/mnt/vendor/persist/keybox/keybox.xml", "<Keybox DeviceID=\"KEYBOX1\">");
         write_file("/mnt/vendor/persist/keybox/csr.json", "{}");
@@ -273,28 +258,26 @@ TEST_F(FaultTest, NumberedCommandsSurvive) {
         const char* request;
         std::set<int> statuses;  // empty: the answer has none
     };
-    const Numbered commands[] = {
-        {"4b 0b fd 7f 73 65 74 66 61 63 74 6f 72 79 6d 6f 64 65", {0, 1}},
-        {"4b 0b 36 00", {}},
-        {"4b fd 04 00 14 00 00 00 01 00 05 63 6f 6c 6f 72 03 72 65 64", {0, 1, 3, 9}},
-        {"4b fd 03 00 10 00 00 00 01 00 05 63 6f 6c 6f 72", {0, 3, 4, 9}},
-        {"4b ca 04 00 00", {0, 2}},
-        {"4b cd 2b 00", {0, 1}},
-        {"4b ab 08 00", {0, 1}},
-        {"4b ab 09 00", {0, 1}},
-        {"4b ab 07 00", {0, 1}},
-        {"4b cd 04 00 01", {0, 1}},
-        {"4b ab 06 02 05", {0, 1, 2}},
-        {"4b ab 06 01", {0, 1}},
-        {"29 02", {}},
-        {"38", {}},
-        {"39", {}},
-        {"3c", {}},
-        {"f6 06", {}},
-        {"f6 0b", {}},
-        {"f6 0c 01 02 03 e8 07", {}},
-        {"f6 0f", {}},
-    };
+    const Numbered commands[] = {{"4b 0b fd 7f 73 65 74 66 61 63 74 6f 72 79 6d 6f 64 65", {0, 1}},
+                                 {"4b 0b 36 00", {}},
+                                 {"4b fd 04 00 14 00 00 00 01 00 05 63 6f 6c 6f 72 03 72 65 64", {0, 1, 3, 9}},
+                                 {"4b fd 03 00 10 00 00 00 01 00 05 63 6f 6c 6f 72", {0, 3, 4, 9}},
+                                 {"4b ca 04 00 00", {0, 2}},
+                                 {"4b cd 2b 00", {0, 1}},
+                                 {"4b ab 08 00", {0, 1}},
+                                 {"4b ab 09 00", {0, 1}},
+                                 {"4b ab 07 00", {0, 1}},
+                                 {"4b cd 04 00 01", {0, 1}},
+                                 {"4b ab 06 02 05", {0, 1, 2}},
+                                 {"4b ab 06 01", {0, 1}},
+                                 {"29 02", {}},
+                                 {"38", {}},
+                                 {"39", {}},
+                                 {"3c", {}},
+                                 {"f6 06", {}},
+                                 {"f6 0b", {}},
+                                 {"f6 0c 01 02 03 e8 07", {}},
+                                 {"f6 0f", {}}};
     for (const Numbered& command : commands) {
         survives(command.request, hex(command.request), command.statuses);
     }
@@ -304,14 +287,17 @@ TEST_F(FaultTest, NumberedCommandsSurvive) {
     }
 }
 
+// Its thread has no end.
 TEST_F(FaultTest, KeyTestSurvives) {
-    const Bytes entry = hex("4b cd 1a 00 01");
-    Bytes answer;
-    EXPECT_TRUE(run(entry, {Call::kThreadCreate, EAGAIN, ""}, 1, &answer));
-    EXPECT_EQ(answer.at(4), 2);
-    workers_ = 1;
-    survives("key entry", entry, {1, 2});
-    survives("key check", hex("4b cd a4 00"), {1});
+    in_a_fresh_process([this] {
+        const Bytes entry = hex("4b cd 1a 00 01");
+        Bytes answer;
+        EXPECT_TRUE(run(entry, {Call::kThreadCreate, EAGAIN, ""}, 1, &answer));
+        EXPECT_EQ(answer.at(4), 2);
+        workers_ = 1;
+        survives("key entry", entry, {1, 2});
+        survives("key check", hex("4b cd a4 00"), {1});
+    });
 }
 
 TEST_F(FaultTest, KeyboxTransferSurvives) {
@@ -363,17 +349,15 @@ TEST_F(FaultTest, StatusNamesTheStepThatFailed) {
         int error;  // 0: a short write
         int status;
     };
-    const Case cases[] = {
-        {"WriteWifimac", Call::kOpen, EACCES, 2},   {"WriteWifimac", Call::kWrite, ENOSPC, 3},
-        {"WriteWifimac", Call::kWrite, 0, 3},       {"WriteWifimac", Call::kFsync, EIO, 4},
-        {"WriteWifimac", Call::kClose, EIO, 4},     {"ReadWifimac", Call::kOpen, EACCES, 2},
-        {"WriteBTmac", Call::kOpen, EACCES, 2},     {"WriteOMADM", Call::kOpen, EACCES, 1},
-        {"WriteOMADM", Call::kWrite, 0, 1},         {"WriteOMADM", Call::kFsync, EIO, 1},
-        {"WriteOMADM", Call::kClose, EIO, 1},       {"WriteCountryCode", Call::kOpen, EACCES, 1},
-        {"WriteCountryCode", Call::kWrite, 0, 3},   {"WriteCountryCode", Call::kFsync, EIO, 1},
-        {"WriteCountryCode", Call::kClose, EIO, 1}, {"WriteLcdCurrent", Call::kWrite, ENOSPC, 3},
-        {"ReadVC", Call::kFcntl, EAGAIN, 1},        {"GetCSR", Call::kAccess, EACCES, 1},
-    };
+    const Case cases[] = {{"WriteWifimac", Call::kOpen, EACCES, 2},   {"WriteWifimac", Call::kWrite, ENOSPC, 3},
+                          {"WriteWifimac", Call::kWrite, 0, 3},       {"WriteWifimac", Call::kFsync, EIO, 4},
+                          {"WriteWifimac", Call::kClose, EIO, 4},     {"ReadWifimac", Call::kOpen, EACCES, 2},
+                          {"WriteBTmac", Call::kOpen, EACCES, 2},     {"WriteOMADM", Call::kOpen, EACCES, 1},
+                          {"WriteOMADM", Call::kWrite, 0, 1},         {"WriteOMADM", Call::kFsync, EIO, 1},
+                          {"WriteOMADM", Call::kClose, EIO, 1},       {"WriteCountryCode", Call::kOpen, EACCES, 1},
+                          {"WriteCountryCode", Call::kWrite, 0, 3},   {"WriteCountryCode", Call::kFsync, EIO, 1},
+                          {"WriteCountryCode", Call::kClose, EIO, 1}, {"WriteLcdCurrent", Call::kWrite, ENOSPC, 3},
+                          {"ReadVC", Call::kFcntl, EAGAIN, 1},        {"GetCSR", Call::kAccess, EACCES, 1}};
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.command) + " " + std::to_string(static_cast<int>(c.call)));
         Bytes answer;

@@ -13,18 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uint16_t kMain = 32766;
-constexpr uint16_t kExtended = 32767;
-
-Bytes counted(const std::string& text) { return Bytes{static_cast<uint8_t>(text.size())} + text_bytes(text); }
-Bytes ftm_packet(uint16_t command, const char* name, const Bytes& arguments = {}) {
-    return Bytes{75, 11, static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8)} + text_bytes(name) +
-           Bytes{0} + arguments;
-}
 Bytes record(const char* name, const std::string& value) { return text_bytes(name) + Bytes{0} + counted(value); }
-Bytes info_packet(uint8_t command, const Bytes& groups, uint8_t count) {
-    return Bytes{75, 253, command, 0, static_cast<uint8_t>(10 + groups.size()), 0, 0, 0, count, 0} + groups;
-}
 Bytes with_text(const char* name, const std::string& text) { return ftm_packet(kExtended, name, text_bytes(text)); }
 
 // One command that stores a text of six or more characters, or, without looking at it, removes what is stored.
@@ -53,8 +42,7 @@ const Store kStores[] = {
     {"Widevine keybox",
      [](const std::string& text) { return ftm_packet(kMain, "InstallWidevineKey", Bytes{1} + text_bytes(text)); }},
     kGenerated,
-    {"signing request cleared", [](const std::string&) { return with_text("ClearCSRData", ""); }, true},
-};
+    {"signing request cleared", [](const std::string&) { return with_text("ClearCSRData", ""); }, true}};
 
 class PowerCut : public PhoneTest {
    protected:
@@ -68,6 +56,7 @@ class PowerCut : public PhoneTest {
         make_tool("/vendor/bin/rkp_factory_extraction_tool", "cat \"$VENDORDIAG_ROOT/.sim/csr\"");
         make_tool("/vendor/bin/StoreKeybox", "echo succeeds!");
         root_ = fs::canonical(host("")).string();
+        (void)exchange(ftm_packet(kExtended, "WriteVC", record("serialno", "that nobody writes again")));
     }
 
     Bytes write(const Store& store, const std::string& text) {

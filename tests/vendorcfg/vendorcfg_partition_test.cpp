@@ -50,8 +50,7 @@ TEST_F(VendorcfgPartition, AUeventFileOfThePartitionGivesItsNumbers) {
         {"MAJOR=8\nMINOR=3\nPARTNAME=xdip\n", 0, -1, -1},
         {"PARTNAME=dip\nMAJOR=8\nMINOR=3\n", 0, 0, 0},
         {"MAJOR=8\nMINOR=3\n xPARTNAME=dip\n", -1, -1, -1},
-        {"", -1, -1, -1},
-    };
+        {"", -1, -1, -1}};
     for (const auto& [content, result, major_id, minor_id] : cases) {
         blk_majorid = blk_minorid = -1;
         write_file("/sys/uevent", content);

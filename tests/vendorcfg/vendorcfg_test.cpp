@@ -7,6 +7,7 @@
 
 #include "tests/support/faults.h"
 #include "tests/support/phone.h"
+#include "vendorcfg/vendorcfg_partition.h"
 #include "vendorcfg/vendorcfg_record.h"
 
 namespace {
@@ -25,7 +26,10 @@ TEST(CfgRecord, WhatIsTooLongDoesNotFitAndIsCut) {
 
 class VendorCfg : public PhoneTest {
    protected:
-    VendorCfg() { write_file(kPartition, std::string(16384, '\0')); }
+    VendorCfg() {
+        write_file(kPartition, std::string(16384, '\0'));
+        get_valid_blk_path();  // the one of a test before may not be there
+    }
 
     std::string record(size_t index) const {
         return read_file_text(kPartition).substr(4096 + index * kRecordSize, kRecordSize);
