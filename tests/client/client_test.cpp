@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "tests/client/peer.h"
-#include "tests/support/phone.h"
 #include "tools/vdiag/wire/serial.h"
 #include "tools/vdiag/words/text.h"
 
@@ -35,9 +34,9 @@ FakePeer::Reply always(const Bytes& wire, bool hang_up = false) {
 }
 
 TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
-    Bytes damaged = framed(kUfsAnswer);
+    Bytes damaged = frame(kUfsAnswer);
     damaged[3] ^= 0x10U;
-    const Bytes stranger = framed(bytes("38 00"));
+    const Bytes stranger = frame(bytes("38 00"));
     const struct {
         const char* what;
         Bytes wire;
@@ -45,10 +44,10 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
         int status;
         const char* error;
     } kCases[] = {
-        {"a good answer", framed(kUfsAnswer), false, 0, ""},
-        {"a stranger first", stranger + framed(kUfsAnswer), false, 0, "answers another request: 38 00"},
-        {"a damaged frame first", damaged + framed(kUfsAnswer), false, 0, "1 damaged frame (wrong checksum)"},
-        {"noise first", bytes("7e7e 00 7e 7d7e") + framed(kUfsAnswer), false, 0, "2 damaged frames"},
+        {"a good answer", frame(kUfsAnswer), false, 0, ""},
+        {"a stranger first", stranger + frame(kUfsAnswer), false, 0, "answers another request: 38 00"},
+        {"a damaged frame first", damaged + frame(kUfsAnswer), false, 0, "1 damaged frame (wrong checksum)"},
+        {"noise first", bytes("7e7e 00 7e 7d7e") + frame(kUfsAnswer), false, 0, "2 damaged frames"},
         {"silence", {}, false, 4, "no answer within 0.3 s"},
         {"strangers only", stranger, false, 4, "1 packet came that answers another request, the last 38 00"},
         {"another program", Bytes{'S', 'S', 'H', '-', '2', '.', '0', 0x0D, 0x0A}, true, 5, "no phone's: 'SSH-2.0"},
@@ -56,10 +55,11 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
         {"damage only", damaged, false, 4, "1 damaged frame (wrong checksum) came"},
         {"an end", {}, true, 5, "closed the connection"},
         {"an end in a frame", bytes("4b0bfe7f00"), true, 5, "closed the connection: 5 bytes of a frame came"},
-        {"an answer that is cut", framed(bytes("4b0bfe7f")), false, 5, "the answer ends before status"},
-        {"an error answer", framed(bytes("13 4b0bfe7f 554653 00")), false, 6, "error 19 (bad command"},
-        {"a bad status", framed(bytes("4b0bfe7f 01 00")), false, 7, "UFS: status 1"},
-        {"an unknown status", framed(bytes("4b0bfe7f ff 00")), false, 7, "does not know"}};
+        {"an answer that is cut", frame(bytes("4b0bfe7f")), false, 5, "the answer ends before status"},
+        {"an error answer", frame(bytes("13 4b0bfe7f 554653 00")), false, 6, "error 19 (bad command"},
+        {"a bad status", frame(bytes("4b0bfe7f 01 00")), false, 7, "UFS: status 1"},
+        {"an unknown status", frame(bytes("4b0bfe7f ff 00")), false, 7, "does not know"},
+    };
     for (const auto& entry : kCases) {
         SCOPED_TRACE(entry.what);
         FakePeer peer(always(entry.wire, entry.hang_up));
@@ -72,7 +72,7 @@ TEST(ClientTest, EveryKindOfPeerHasItsExitStatusAndItsSentence) {
 }
 
 TEST(ClientTest, APeerThatSendsWithoutEndDelaysNobodyBeyondTheTimeout) {
-    for (const Bytes& unit : {Bytes(5000, 'x'), framed(bytes("38 00")), bytes("7e 00 7e"), Bytes(5000, 0x7E)}) {
+    for (const Bytes& unit : {Bytes(5000, 'x'), frame(bytes("38 00")), bytes("7e 00 7e"), Bytes(5000, 0x7E)}) {
         FakePeer peer(always({}));
         peer.flood(unit);
         const ClientRun run = run_client({"-c", peer.address(), "-t", "300ms", "ftm", "ufs"});
@@ -83,11 +83,10 @@ TEST(ClientTest, APeerThatSendsWithoutEndDelaysNobodyBeyondTheTimeout) {
 }
 
 TEST(ClientTest, NothingIsSentForAWrongCommandLine) {
-    FakePeer peer(always(framed(kUfsAnswer)));
+    FakePeer peer(always(frame(kUfsAnswer)));
     const struct {
         std::vector<std::string> words;
         const char* error;
-<<<<<<< HEAD
     } kCases[] = {
         {{"ftm", "ReadWifimca"}, "did you mean 'ReadWifimac'?"},
         {{"batery"}, "did you mean 'battery'?"},
@@ -109,23 +108,6 @@ TEST(ClientTest, NothingIsSentForAWrongCommandLine) {
         {{"battery", "--json=1"}, "takes no value"},
         {{}, "the command is missing"},
     };
-=======
-    } kCases[] = {{{"ftm", "ReadWifimca"}, "did you mean 'ReadWifimac'?"},
-                  {{"batery"}, "did you mean 'battery'?"},
-                  {{"board", "raed"}, "did you mean 'read'?"},
-                  {{"board"}, "one of read, write"},
-                  {{"ReadUDID"}, "vdiag ftm ReadUDID"},
-                  {{"ftm", "WriteWifimac"}, "mac: missing"},
-                  {{"raw", "0g"}, "no hexadecimal"},
-                  {{"--nonsense"}, "--nonsense"},
-                  {{"battery", "--key", "x"}, "belongs to 'unlock'"},
-                  {{"battery", "-t", "soon"}, "--timeout"},
-                  {{"battery", "--timeout"}, "--timeout wants a TIME"},
-                  {{"battery", "--timeout="}, "--timeout wants a TIME"},
-                  {{"battery", "-jq5"}, "no option '-5'"},
-                  {{"battery", "--json=1"}, "takes no value"},
-                  {{}, "the command is missing"}};
->>>>>>> 6d71731 (Run the tests in a few processes, in any order; build packets and frames once; leave kills at random to the power-cut test)
     for (const auto& entry : kCases) {
         std::vector<std::string> words = {"-c", peer.address()};
         words.insert(words.end(), entry.words.begin(), entry.words.end());
@@ -162,7 +144,7 @@ TEST(ClientTest, OnlyReadingCommandsAreAskedAgainAndALateAnswerIsNotTakenForTheN
 }
 
 TEST(ClientTest, RawTakesWordsAFileOrStandardInputAndPrintsTheAnswersBytes) {
-    FakePeer echo([](const Bytes& request, bool*) { return framed(request); });
+    FakePeer echo([](const Bytes& request, bool*) { return frame(request); });
     const ScratchFile file("0x29 7E\n7d:01\n");
     const std::vector<std::string> common = {"-yc", echo.address(), "raw"};
     const auto raw = [&](std::vector<std::string> words, const std::string& input = "") {
@@ -220,7 +202,7 @@ TEST(ClientTest, ASerialLineIsOneProgramsAndIsFoundByItsUsbDevice) {
 
 // No word means anything but itself.
 TEST(ClientTest, ArgumentsAreSentAsTheyAreTyped) {
-    FakePeer peer(always(framed(kUfsAnswer)));
+    FakePeer peer(always(frame(kUfsAnswer)));
     for (const char* word : {"[B1]", "[k,v]", "", "%%", "a=b", "--x"}) {
         const ClientRun run = run_client({"-jc", peer.address(), "ftm", "StoreBoardNum", "--", word});
         EXPECT_EQ(run.status, 0) << run.err;
@@ -236,7 +218,7 @@ uint32_t little32(const std::string& text, size_t at) {
 }
 
 TEST(ClientTest, RecordingsHoldBothPacketsAsGsmtapInUdp) {
-    FakePeer peer(always(framed(kUfsAnswer)));
+    FakePeer peer(always(frame(kUfsAnswer)));
     const ClientRun run = run_client({"-c", peer.address(), "--pcap", "-", "ftm", "UFS"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.err.find("storage"), std::string::npos) << "the answer moves out of the recording's way";
@@ -267,7 +249,7 @@ TEST(ClientTest, RecordingsHoldBothPacketsAsGsmtapInUdp) {
 }
 
 TEST(ClientTest, JsonIsOneObjectAndHexShowsBothPackets) {
-    FakePeer peer(always(framed(kUfsAnswer)));
+    FakePeer peer(always(frame(kUfsAnswer)));
     const ClientRun json = run_client({"-c", peer.address(), "-j", "ftm", "UFS"});
     EXPECT_EQ(
         json.out,
@@ -278,7 +260,7 @@ TEST(ClientTest, JsonIsOneObjectAndHexShowsBothPackets) {
 }
 
 TEST(ClientTest, ProbeTellsAnsweringAddressesFromOthers) {
-    FakePeer phone(always(framed(bytes("00") + Bytes(54, 'x'))));
+    FakePeer phone(always(frame(bytes("00") + Bytes(54, 'x'))));
     FakePeer silent(always({}));
     const ClientRun run = run_client({"-t", "200ms", "probe", phone.address(), silent.address(), "unix:/nowhere"});
     EXPECT_EQ(run.status, 0);
@@ -294,7 +276,7 @@ TEST(ClientTest, KeyboxIsSentInPiecesAndClosedAfterAFailure) {
         Bytes answer(request.begin(), request.begin() + 4);
         const uint8_t status = request[2] == 26 && refuse ? 3 : 0;
         const Bytes body = request[2] == 24 ? bytes("07000000 00000000") : Bytes{status, 0, 0, 0};
-        return framed(answer + (request[2] == 26 ? Bytes(12, 0) : Bytes()) + body);
+        return frame(answer + (request[2] == 26 ? Bytes(12, 0) : Bytes()) + body);
     });
     const ScratchFile file(std::string(20000, 'k'));
     EXPECT_EQ(run_client({"-c", peer.address(), "keybox", "send", file.path()}).status, 0);
@@ -317,8 +299,8 @@ TEST(ClientTest, ACertificateRequestIsComparedWithItsDigest) {
     FakePeer peer([&](const Bytes& request, bool*) {
         const bool digest = std::string(request.begin() + 4, request.end()).starts_with("GetMd5");
         const std::string text = digest ? md5 : "{}";
-        return framed(bytes("4b0bff7f 00") + Bytes{static_cast<uint8_t>(text.size()), 0} +
-                      Bytes(text.begin(), text.end()));
+        return frame(bytes("4b0bff7f 00") + Bytes{static_cast<uint8_t>(text.size()), 0} +
+                     Bytes(text.begin(), text.end()));
     });
     const ClientRun good = run_client({"-c", peer.address(), "csr", "fetch", "-o", "-"});
     EXPECT_EQ(good.status, 0) << good.err;

@@ -29,29 +29,31 @@ TEST(EncodeTest, ArgumentsBecomeTheBytesOfTheirTypes) {
     const struct {
         const char* line;
         std::string bytes;
-    } kCases[] = {{"WriteWifimac 00:11:22:AA:bb:cc", "001122aabbcc"},
-                  {"WriteWifimac 00-11-22-aa-bb-cc", "001122aabbcc"},
-                  {"WriteWifimac hex:0011", "0011"},
-                  {"WriteVC serialno A1B2", "73657269616c6e6f000441314232"},
-                  {"WriteVC '' ''", "0000"},
-                  {"ReadFuse SECBOOT", "02"},
-                  {"ReadFuse 0x04", "04"},
-                  {"StartKPH", ""},
-                  {"StartKPH 9", "09"},
-                  {"InstallKeybox DEV", "0344455600"},
-                  {"InstallKeybox DEV abcd", "03444556000461626364"},
-                  {"InstallWidevineKey 00*126+6b+ff", "01" + std::string(252, '0') + "6bff"},
-                  {"rtn refurbish-record 1 12 31 2024", "010c1fe807"},
-                  {"operator set 46000 0xffffffff", "b0b30000ffffffff"},
-                  {"info get a bc",
-                   "0f0000000200016102"
-                   "6263"},
-                  {"info set a=1=2 b=",
-                   "1300000002000161033"
-                   "13d32016200"},
-                  {"info erase", "0a0000000000"},
-                  {"battery", "00"},
-                  {"WriteDEFT 1", "31"}};
+    } kCases[] = {
+        {"WriteWifimac 00:11:22:AA:bb:cc", "001122aabbcc"},
+        {"WriteWifimac 00-11-22-aa-bb-cc", "001122aabbcc"},
+        {"WriteWifimac hex:0011", "0011"},
+        {"WriteVC serialno A1B2", "73657269616c6e6f000441314232"},
+        {"WriteVC '' ''", "0000"},
+        {"ReadFuse SECBOOT", "02"},
+        {"ReadFuse 0x04", "04"},
+        {"StartKPH", ""},
+        {"StartKPH 9", "09"},
+        {"InstallKeybox DEV", "0344455600"},
+        {"InstallKeybox DEV abcd", "03444556000461626364"},
+        {"InstallWidevineKey 00*126+6b+ff", "01" + std::string(252, '0') + "6bff"},
+        {"rtn refurbish-record 1 12 31 2024", "010c1fe807"},
+        {"operator set 46000 0xffffffff", "b0b30000ffffffff"},
+        {"info get a bc",
+         "0f0000000200016102"
+         "6263"},
+        {"info set a=1=2 b=",
+         "1300000002000161033"
+         "13d32016200"},
+        {"info erase", "0a0000000000"},
+        {"battery", "00"},
+        {"WriteDEFT 1", "31"},
+    };
     for (const auto& entry : kCases) {
         EXPECT_EQ(encoded(entry.line), entry.bytes) << entry.line;
     }
@@ -62,22 +64,24 @@ TEST(EncodeTest, ArgumentsBeyondTheirLimitsAreRefused) {
     const struct {
         std::string line;
         const char* complaint;
-    } kCases[] = {{"WriteWifimac", "mac: missing"},
-                  {"WriteWifimac 00:11:22:aa:bb", "no address"},
-                  {"WriteWifimac 00:11:22:aa:bb:cc more", "one argument too many"},
-                  {"ReadFuse 256", "is not u8"},
-                  {"ReadFuse other", "is not u8"},
-                  {"rtn refurbish-record 1 13 1 2024", "1 to 12"},
-                  {"WriteSWVersion " + long_name, "at most 63"},
-                  {"WriteUnlockESIM " + long_name, "longer than 50"},
-                  {"WriteDEFT 12", "has 2 characters"},
-                  {"board write 0011", "2 bytes, not 128"},
-                  {"board write xyz", "neither hexadecimal"},
-                  {"board write @/nowhere/at/all", "cannot read"},
-                  {"WriteWifimac hex:0", "no hexadecimal"},
-                  {"info get", "missing"},
-                  {"info set operator", "is not NAME=VALUE"},
-                  {"info set a=" + std::string(256, 'x'), "longer than 255"}};
+    } kCases[] = {
+        {"WriteWifimac", "mac: missing"},
+        {"WriteWifimac 00:11:22:aa:bb", "no address"},
+        {"WriteWifimac 00:11:22:aa:bb:cc more", "one argument too many"},
+        {"ReadFuse 256", "is not u8"},
+        {"ReadFuse other", "is not u8"},
+        {"rtn refurbish-record 1 13 1 2024", "1 to 12"},
+        {"WriteSWVersion " + long_name, "at most 63"},
+        {"WriteUnlockESIM " + long_name, "longer than 50"},
+        {"WriteDEFT 12", "has 2 characters"},
+        {"board write 0011", "2 bytes, not 128"},
+        {"board write xyz", "neither hexadecimal"},
+        {"board write @/nowhere/at/all", "cannot read"},
+        {"WriteWifimac hex:0", "no hexadecimal"},
+        {"info get", "missing"},
+        {"info set operator", "is not NAME=VALUE"},
+        {"info set a=" + std::string(256, 'x'), "longer than 255"},
+    };
     for (const auto& entry : kCases) {
         const std::string result = encoded(entry.line);
         EXPECT_TRUE(result.starts_with("! ") && result.find(entry.complaint) != std::string::npos)
@@ -157,7 +161,8 @@ TEST(DecodeTest, AnswersBecomeValues) {
         {"keys check", "01 00 00",
          R"({"command":"keys check","ok":false,"status":1,"status_text":"not all keys were seen yet","fields":{"all_seen":"no"}})"},
         {"UFS", "ff 00",
-         R"({"command":"UFS","ok":false,"status":255,"status_text":"the phone does not know this command","fields":{}})"}};
+         R"({"command":"UFS","ok":false,"status":255,"status_text":"the phone does not know this command","fields":{}})"},
+    };
     for (const auto& entry : kCases) {
         const Answer answer = ask(entry.name, entry.answer);
         EXPECT_EQ(report_answer(answer, Style{.json = true}), std::string(entry.json) + "\n");
@@ -184,15 +189,17 @@ TEST(DecodeTest, AnswersAreToldFromErrorsAndFromStrangers) {
     const struct {
         Bytes packet;
         Match match;
-    } kCases[] = {{{75, 253, 1, 0}, Match::kAnswer},
-                  {{75, 253, 2, 0}, Match::kForeign},
-                  {{75, 253, 1}, Match::kForeign},
-                  {{56, 1, 2}, Match::kForeign},
-                  {{19, 75, 253, 1, 0}, Match::kError},
-                  {{21, 75, 253}, Match::kError},
-                  {{19}, Match::kError},
-                  {{19, 75, 253, 2, 0}, Match::kForeign},
-                  {{}, Match::kForeign}};
+    } kCases[] = {
+        {{75, 253, 1, 0}, Match::kAnswer},
+        {{75, 253, 2, 0}, Match::kForeign},
+        {{75, 253, 1}, Match::kForeign},
+        {{56, 1, 2}, Match::kForeign},
+        {{19, 75, 253, 1, 0}, Match::kError},
+        {{21, 75, 253}, Match::kError},
+        {{19}, Match::kError},
+        {{19, 75, 253, 2, 0}, Match::kForeign},
+        {{}, Match::kForeign},
+    };
     for (const auto& entry : kCases) {
         EXPECT_EQ(match_answer(request, command, entry.packet), entry.match) << hex_text(entry.packet);
     }

@@ -24,7 +24,6 @@
 #include "platform/host/hdlc.h"
 #include "platform/include/handles.h"
 #include "tests/client/peer.h"
-#include "tests/support/phone.h"
 #include "tools/vdiag/wire/session.h"
 
 namespace {
@@ -145,7 +144,7 @@ class HostilePeer {
         answer.push_back(static_cast<uint8_t>(size - kHead - 1));
         answer.insert(answer.end(), packet + kHead, packet + size - 1);
         answer.resize(300);
-        return framed(answer);
+        return frame(answer);
     }
     unsigned chance(unsigned n) { return std::uniform_int_distribution<unsigned>(0, n - 1)(random_); }
 
@@ -167,7 +166,7 @@ class HostilePeer {
         } else if (what == 4) {  // never
             wire.clear();
         } else if (what == 5) {  // another command's
-            put(framed({75, 253, 1, 0, 0, 0, 0, 0}));
+            put(frame({75, 253, 1, 0, 0, 0, 0, 0}));
         }
         put(wire);
     }

@@ -17,7 +17,6 @@
 #include <sstream>
 
 #include "platform/host/hdlc.h"
-#include "tests/support/phone.h"
 
 namespace fs = std::filesystem;
 
@@ -89,6 +88,12 @@ ClientRun run_client(const std::vector<std::string>& arguments, const std::strin
     return run;
 }
 
+Bytes frame(const Bytes& packet) {
+    Bytes out;
+    hdlc_encode(packet.data(), packet.size(), &out);
+    return out;
+}
+
 bool is_mark(const uint8_t* packet, size_t size) {
     return size == 12 && packet[0] == 75 && packet[1] == 255 && packet[2] == 255 && packet[3] == 255;
 }
@@ -96,7 +101,7 @@ bool is_mark(const uint8_t* packet, size_t size) {
 Bytes mark_echo(const uint8_t* packet, size_t size) {
     Bytes echo = {19};
     echo.insert(echo.end(), packet, packet + size);
-    return framed(echo);
+    return frame(echo);
 }
 
 FakePeer::FakePeer(Reply reply) : reply_(std::move(reply)), directory_(temporary_directory()) {

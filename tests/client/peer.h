@@ -35,6 +35,9 @@ class ScratchFile {
 // Runs vdiag with these arguments. `input` is its standard input.
 ClientRun run_client(const std::vector<std::string>& arguments, const std::string& input = "");
 
+// A frame as it goes over the wire.
+Bytes frame(const Bytes& packet);
+
 // The request that nobody serves, which goes ahead of every other, and the frame a phone answers it with.
 bool is_mark(const uint8_t* packet, size_t size);
 Bytes mark_echo(const uint8_t* packet, size_t size);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/client/peer.h"
-#include "tests/support/phone.h"
 
 namespace vdiag {
 namespace {
@@ -64,7 +63,8 @@ TEST(PlanTest, MistakesAreFoundWithTheirLineBeforeAnythingIsSent) {
         {"csr fetch x\n", "csr fetch takes [--generate]"},
         {"raw\n", "no standard input"},
         {"set given 2\n", "given on the command line"},
-        {"battery => silence within 2s\n", "silence stands alone"}};
+        {"battery => silence within 2s\n", "silence stands alone"},
+    };
     for (const auto& entry : kCases) {
         const std::string error = parse_error(entry.content);
         EXPECT_EQ(error.empty(), *entry.error == '\0') << error;
@@ -82,21 +82,23 @@ TEST(PlanTest, ConditionsCompareNumbersWordsTextsBytesAndPatterns) {
         const Answer& answer;
         Condition condition;
         bool holds;
-    } kCases[] = {{address, {"mac", "=", "00:11:22:AA:bb:cc"}, true},
-                  {address, {"MAC", "=", "001122aabbcc"}, true},
-                  {address, {"mac", "!=", "001122aabbcc"}, false},
-                  {address, {"mac", "~", "^00:11"}, true},
-                  {address, {"mac", "~", "^11"}, false},
-                  {address, {"status", "=", "0x00"}, true},
-                  {address, {"nothing", "=", ""}, false},
-                  {number, {"storage", "=", "OTHER"}, true},
-                  {number, {"storage", "=", "1"}, true},
-                  {number, {"storage", "=", "0"}, false},
-                  {number, {"storage", ">=", "1"}, true},
-                  {number, {"storage", ">", "1"}, false},
-                  {number, {"storage", "<", "x"}, false},
-                  {number, {"answer", "=", "4b0bfe7f0001"}, true},
-                  {number, {"rest", "=", ""}, true}};
+    } kCases[] = {
+        {address, {"mac", "=", "00:11:22:AA:bb:cc"}, true},
+        {address, {"MAC", "=", "001122aabbcc"}, true},
+        {address, {"mac", "!=", "001122aabbcc"}, false},
+        {address, {"mac", "~", "^00:11"}, true},
+        {address, {"mac", "~", "^11"}, false},
+        {address, {"status", "=", "0x00"}, true},
+        {address, {"nothing", "=", ""}, false},
+        {number, {"storage", "=", "OTHER"}, true},
+        {number, {"storage", "=", "1"}, true},
+        {number, {"storage", "=", "0"}, false},
+        {number, {"storage", ">=", "1"}, true},
+        {number, {"storage", ">", "1"}, false},
+        {number, {"storage", "<", "x"}, false},
+        {number, {"answer", "=", "4b0bfe7f0001"}, true},
+        {number, {"rest", "=", ""}, true},
+    };
     for (const auto& entry : kCases) {
         size_t from = 0;
         std::string reason;
@@ -127,7 +129,7 @@ class PlanRunTest : public testing::Test {
     FakePeer peer_{[this](const Bytes& request, bool* hang_up) {
         *hang_up = request.size() > 4 && request[4] == 'P';
         ++asked_;
-        return *hang_up ? Bytes() : framed({75, 11, 254, 127, 0, static_cast<uint8_t>(asked_)});
+        return *hang_up ? Bytes() : frame({75, 11, 254, 127, 0, static_cast<uint8_t>(asked_)});
     }};
     ClientRun run(const std::string& content, std::vector<std::string> more = {}) {
         plan_.write(content);
@@ -155,7 +157,7 @@ TEST_F(PlanRunTest, WithinOutlivesTimeOutsAndEndsInTime) {
     unsigned asked = 0;
     FakePeer slow([&](const Bytes&, bool* hang_up) {
         *hang_up = ++asked == 2;
-        return asked < 3 ? Bytes() : framed({75, 11, 254, 127, 0, static_cast<uint8_t>(asked)});
+        return asked < 3 ? Bytes() : frame({75, 11, 254, 127, 0, static_cast<uint8_t>(asked)});
     });
     plan_.write("ftm ReadSWVer => flag=4 within 20s\n");
     const ClientRun good = run_client({"-c", slow.address(), "-t", "100ms", "run", plan_.path()});
