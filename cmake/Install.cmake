@@ -14,10 +14,11 @@ install(FILES tools/phone/vdiag-phone.service DESTINATION lib/systemd/user COMPO
 install(DIRECTORY device DESTINATION ${data} USE_SOURCE_PERMISSIONS COMPONENT tools PATTERN .gitkeep EXCLUDE)
 install(PROGRAMS tools/phone/make-phone.sh tools/phone/boot-phone.sh tools/phone/press-key.sh
   DESTINATION ${data}/tools/phone COMPONENT tools)
+install(DIRECTORY schema DESTINATION ${data} COMPONENT tools)
 install(DIRECTORY docs/plans DESTINATION ${data}/docs COMPONENT tools)
 install(DIRECTORY tests/cases DESTINATION ${data}/tests COMPONENT tools)
 install(FILES keys/README.md keys/auth_dev_private.pem keys/auth_dev_public.pem DESTINATION ${data}/keys COMPONENT tools)
-install(FILES README.md docs/simulated-phone.md docs/commands.md docs/serving.md docs/trust.md TYPE DOC COMPONENT tools)
+install(FILES README.md docs/simulated-phone.md docs/commands.md docs/serving.md docs/records.md docs/trust.md TYPE DOC COMPONENT tools)
 
 # The Python package, with what tells installers and pytest about it.
 set(VENDORDIAG_PYTHON_DIR lib/python3/dist-packages CACHE PATH "Where Python finds packages, below the prefix")

@@ -9,7 +9,7 @@ foreign=
 for use in "$@"; do
     case $use in
         build) wanted="$wanted g++ cmake make python3 ninja-build libxml2-dev libssl-dev libgtest-dev
-            nlohmann-json3-dev libedit-dev" ;;
+            nlohmann-json3-dev libedit-dev python3-jsonschema" ;;
         package) wanted="$wanted dpkg-dev lintian mmdebstrap" ;;
         bench) wanted="$wanted libbenchmark-dev" ;;
         lint) wanted="$wanted clang-14 clang-format-14 clang-tidy-14" ;;

@@ -2,6 +2,10 @@
 #include "tools/vdiag/plan/plan.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdlib>
 
 #include "tests/client/peer.h"
 
@@ -64,6 +68,13 @@ TEST(PlanTest, MistakesAreFoundWithTheirLineBeforeAnythingIsSent) {
         {"raw\n", "no standard input"},
         {"set given 2\n", "given on the command line"},
         {"battery => silence within 2s\n", "silence stands alone"},
+        {"require given\nbattery => measure capacity as charge unit % from -1 to 99.5 capacity<=100\n", ""},
+        {"require missing\n", "p:1: this plan wants missing=VALUE"},
+        {"battery => measure capacity from 2 to 1\n", "no number lies between"},
+        {"battery => measure capacity from 1x\n", "'1x' is no number"},
+        {"ftm ReadWifimac => measure mac\n", "mac is no number"},
+        {"secret given\n", "too short"},
+        {"set k 12345\nsecret k\n", "p:1: $k is secret"},
     };
     for (const auto& entry : kCases) {
         const std::string error = parse_error(entry.content);
@@ -219,6 +230,71 @@ TEST_F(PlanRunTest, ReportsForMachinesNameEveryStep) {
     const std::string xml = junit.read();
     EXPECT_NE(xml.find("name=\"1: ftm WriteVC 'a&lt;&amp;&quot;' x"), std::string::npos) << xml;
     EXPECT_NE(xml.find("tests=\"2\" failures=\"1\" skipped=\"0\""), std::string::npos);
+}
+
+// 0: every line fits the schema.
+int validate(const std::string& records) {
+    return system(
+        ("/usr/bin/python3 -c 'import json, jsonschema, sys\n"
+         "schema = json.load(open(sys.argv[1]))\n"
+         "for line in open(sys.argv[2]): jsonschema.validate(json.loads(line), schema)' " VENDORDIAG_SOURCE_DIR
+         "/schema/run-record.schema.json " +
+         records)
+            .c_str());
+}
+
+TEST(RecordTest, APassingAndAFailingRunFitTheSchemaAndHoldNoSecret) {
+    const ScratchFile plan(
+        "require operator; secret key; default limit 100\nserial\nset copy ${key}x\nftm WriteVC pass $copy\n"
+        "ftm ReadVC pass\nftm ReadVC pass => value=$key\n"
+        "battery => measure capacity as charge unit % from -1 to $limit\n");
+    const ScratchFile record;
+    const ScratchFile junit;
+    const ScratchFile csv;
+    const auto run = [&](const std::string& key, const std::string& limit) {
+        return run_client({"run", "--fresh", "--hex", plan.path(), "operator=ada", "key=" + key, limit, "--record",
+                           record.path(), "--junit", junit.path(), "--csv", csv.path()});
+    };
+    const ClientRun failing = run("hunter22", "limit=-0.5");
+    EXPECT_EQ(failing.status, 8) << failing.err;
+    const std::string told = failing.out + failing.err + record.read() + junit.read() + csv.read();
+    for (const char* secret : {"hunter22", "68756e74", "68 75 6e 74"}) {
+        EXPECT_EQ(told.find(secret), std::string::npos) << told;
+    }
+    for (const char* part :
+         {"\"name\":\"charge\",\"field\":\"capacity\",\"value\":",
+          "\"unit\":\"%\",\"low\":-1,\"high\":-0.5,\"verdict\":\"failed\"",
+          "\"variables\":{\"limit\":\"-0.5\",\"operator\":\"ada\"},\"verdict\":\"failed\",\"aborted\":false",
+          "<property name=\"variable.operator\" value=\"ada\"/>", "<property name=\"charge.high\" value=\"-0.5\"/>",
+          "%,-1,-0.5,failed\r\n"}) {
+        EXPECT_NE(told.find(part), std::string::npos) << part << "\n" << told;
+    }
+    EXPECT_EQ(told.find("\"serial\":null"), std::string::npos);
+    plan.write(
+        "secret key\nftm WriteVC pass $key\nftm ReadVC pass => value=$key\nbattery => measure capacity to 100\n");
+    const ClientRun passing = run_client({"run", "--fresh", plan.path(), "key=hunter22", "--record", record.path()});
+    EXPECT_EQ(passing.status, 0) << passing.out;
+    const std::string records = record.read();
+    EXPECT_EQ(std::count(records.begin(), records.end(), '\n'), 9 + 1 + 4 + 1) << records;
+    EXPECT_EQ(validate(record.path()), 0) << records;
+}
+
+TEST_F(PlanRunTest, AnAbortedRunLeavesEveryReportComplete) {
+    const ScratchFile record;
+    const ScratchFile junit;
+    plan_.write("ftm ReadSWVer\nwait 300s\nftm ReadSWVer\n");
+    const std::string command = std::string(VDIAG_PROGRAM) + " -c " + peer_.address() + " run " + plan_.path() +
+                                " --record " + record.path() + " --junit " + junit.path() + " & until [ -s " +
+                                record.path() + " ]; do sleep 0.05; done; kill -TERM $!; wait $!";
+    EXPECT_EQ(WEXITSTATUS(system(command.c_str())), 128 + SIGTERM);
+    const std::string records = record.read();
+    EXPECT_EQ(std::count(records.begin(), records.end(), '\n'), 4) << records;
+    EXPECT_EQ(validate(record.path()), 0) << records;
+    EXPECT_NE(records.find("\"verdict\":\"failed\",\"aborted\":true"), std::string::npos) << records;
+    EXPECT_NE(junit.read().find("</testsuites>"), std::string::npos);
+    EXPECT_EQ(peer_.requests().size(), 1U);
+    EXPECT_EQ(run("ftm ReadSWVer\n", {"--csv", "/nowhere/table"}).status, 1);
+    EXPECT_EQ(peer_.connections(), 1U) << "found before anything is sent";
 }
 
 }  // namespace

@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
+#include <utility>
 
 #include "tools/vdiag/plan/plan_check.h"
+#include "tools/vdiag/plan/secret.h"
 
 namespace vdiag {
 namespace {
@@ -67,6 +70,30 @@ bool parse_within(const std::vector<std::string>& words, size_t* at, PlanStep* s
     return true;
 }
 
+// "measure FIELD [as NAME] [unit UNIT] [from LOW] [to HIGH]"; `at` stands behind "measure".
+bool parse_measure(const std::vector<std::string>& words, size_t* at, PlanStep* step, std::string* error) {
+    if (*at >= words.size()) {
+        return refuse("measure what?", error);
+    }
+    Measure measure;
+    measure.field = measure.name = words[(*at)++];
+    const std::pair<const char*, std::string*> kParts[] = {
+        {"as", &measure.name}, {"unit", &measure.unit}, {"from", &measure.low}, {"to", &measure.high}};
+    for (; *at < words.size(); *at += 2) {
+        const auto* const part = std::find_if(std::begin(kParts), std::end(kParts),
+                                              [&](const auto& entry) { return words[*at] == entry.first; });
+        if (part == std::end(kParts)) {
+            break;
+        }
+        if (*at + 1 == words.size() || words[*at + 1].empty()) {
+            return refuse("measure: nothing stands behind " + words[*at], error);
+        }
+        *part->second = words[*at + 1];
+    }
+    step->measures.push_back(std::move(measure));
+    return true;
+}
+
 // The words behind "=>".
 bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, std::string* error) {
     for (size_t at = 0; at < words.size();) {
@@ -77,6 +104,8 @@ bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, s
             good = parse_keep(words, &at, step, error);
         } else if (word == "within") {
             good = parse_within(words, &at, step, error);
+        } else if (word == "measure") {
+            good = parse_measure(words, &at, step, error);
         } else if (word == "silence") {
             step->silence = true;
         } else if (parse_condition(word, &condition)) {
@@ -88,7 +117,8 @@ bool parse_expectations(const std::vector<std::string>& words, PlanStep* step, s
             return false;
         }
     }
-    return !step->silence || (step->conditions.empty() && step->keeps.empty() && step->within_ms == 0) ||
+    return !step->silence ||
+           (step->conditions.empty() && step->keeps.empty() && step->measures.empty() && step->within_ms == 0) ||
            refuse("silence stands alone", error);
 }
 
@@ -146,6 +176,10 @@ bool take_directive(PlanStep* step, std::string* error) {
         step->kind = verb == "wait" ? StepKind::kWait : StepKind::kReconnect;
         const bool timed = step->words.size() == 2 && milliseconds_parse(step->words[1]);
         return timed || refuse(verb + " takes a time such as 500ms", error);
+    }
+    if (verb == "require" || verb == "secret") {
+        step->kind = verb == "require" ? StepKind::kRequire : StepKind::kSecret;
+        return (step->words.size() == 2 && is_name(step->words[1])) || refuse(verb + " takes a name", error);
     }
     if (verb == "set" || verb == "default") {
         step->kind = verb == "set" ? StepKind::kSet : StepKind::kDefault;
@@ -259,34 +293,62 @@ std::vector<std::string> variables_in(const std::string& text) {
     }
 }
 
+std::optional<long double> decimal_parse(const std::string& text) {
+    const bool digits = text.find_first_not_of("0123456789.-") == std::string::npos && !text.empty();
+    char* end = nullptr;
+    const long double number = digits ? std::strtold(text.c_str(), &end) : 0;
+    return digits && *end == '\0' ? std::optional(number) : std::nullopt;
+}
+
+namespace {
+
+// Takes a plan's lines apart.
+bool parse_lines(const std::string& content, Plan* plan, std::string* error) {
+    unsigned number = 0;
+    const size_t start = content.starts_with(kByteOrderMark) ? sizeof(kByteOrderMark) - 1 : 0;
+    for (size_t at = start, end = 0; at < content.size(); at = end + 1) {
+        end = std::min(content.find('\n', at), content.size());
+        ++number;
+        for (std::string& text : steps_of(content.substr(at, end - at))) {
+            plan->steps.emplace_back();
+            PlanStep& step = plan->steps.back();
+            step.line = number;
+            step.text = std::move(text);
+            if (!parse_step(&step, error)) {
+                *error = plan->path + ":" + std::to_string(number) + ": " + *error;
+                return false;
+            }
+        }
+    }
+    return !plan->steps.empty() || refuse(plan->path + ": the plan is empty", error);
+}
+
+}  // namespace
+
 bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
                 std::string* error) {
     plan->path = path;
     PlanCheck check;
     check.given = given;
     check.values = given;
-    unsigned number = 0;
     if (!content_good(content, error)) {
         *error = path + ": " + *error;
         return false;
     }
-    const size_t start = content.starts_with(kByteOrderMark) ? sizeof(kByteOrderMark) - 1 : 0;
-    for (size_t at = start, end = 0; at < content.size(); at = end + 1) {
-        end = std::min(content.find('\n', at), content.size());
-        ++number;
-        for (std::string& text : steps_of(content.substr(at, end - at))) {
-            PlanStep step;
-            step.line = number;
-            step.text = std::move(text);
-            if (!parse_step(&step, error) || !plan_check(step, &check, error)) {
-                *error = path + ":" + std::to_string(number) + ": " + *error;
-                return false;
-            }
-            plan->steps.push_back(std::move(step));
+    if (!parse_lines(content, plan, error)) {
+        return false;
+    }
+    mark_secrets(plan);
+    check.secrets = plan->secrets;
+    for (const PlanStep& step : plan->steps) {
+        if (!plan_check(step, &check, error)) {
+            *error = path + ":" + std::to_string(step.line) + ": " +
+                     (step.secret ? "something is wrong with this line; it has a secret, so no more is said" : *error);
+            return false;
         }
     }
     plan->names = std::move(check.names);
-    return !plan->steps.empty() || refuse(path + ": the plan is empty", error);
+    return true;
 }
 
 bool answer_field(const Answer& answer, const std::string& field, Value* value) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -24,7 +25,16 @@ struct Keep {
     std::string name;
 };
 
-enum class StepKind { kRequest, kWait, kSet, kDefault, kReconnect, kCase, kPhone };
+// A number that a line measures, and its limits: decimal texts, in which variables may stand; empty is none.
+struct Measure {
+    std::string field;
+    std::string name;  // in records
+    std::string unit;
+    std::string low;
+    std::string high;
+};
+
+enum class StepKind { kRequest, kWait, kSet, kDefault, kReconnect, kCase, kPhone, kRequire, kSecret };
 
 struct PlanStep {
     unsigned line = 0;
@@ -32,17 +42,20 @@ struct PlanStep {
     StepKind kind = StepKind::kRequest;
     const PhoneLine* phone = nullptr;  // kPhone only
     std::vector<std::string>
-        words;  // the request; the name and value of kSet and kDefault; the time of kWait and kReconnect
+        words;  // the request; what stands behind "set", "default", "require", "secret", "wait", "reconnect"
     std::vector<Condition> conditions;
     std::vector<Keep> keeps;
+    std::vector<Measure> measures;
     int within_ms = 0;     // repeat until the conditions hold
     bool silence = false;  // no answer is what is wanted
+    bool secret = false;   // a secret variable stands on the line
 };
 
 struct Plan {
     std::string path;
     std::vector<PlanStep> steps;
-    std::set<std::string> names;  // of the variables that can be given
+    std::set<std::string> names;    // of the variables that can be given
+    std::set<std::string> secrets;  // variables whose values are never shown or recorded
 };
 
 // What belongs together: the steps from a "case" line to the next; without such lines the whole plan. What stands
@@ -61,6 +74,9 @@ using Variables = std::map<std::string, std::string>;
 // one line with file and line number.
 bool plan_parse(const std::string& path, const std::string& content, const Variables& given, Plan* plan,
                 std::string* error);
+
+// A decimal number with sign and fraction. No value: the text is none.
+std::optional<long double> decimal_parse(const std::string& text);
 
 // Puts the variables' values in the place of $NAME and ${NAME}; $$ is a dollar sign. False: an unknown name.
 bool substitute(const std::string& text, const Variables& variables, std::string* out, std::string* error);

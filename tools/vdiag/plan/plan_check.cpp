@@ -4,8 +4,10 @@
 #include <regex.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "tools/vdiag/catalogue/shape.h"
+#include "tools/vdiag/plan/secret.h"
 
 namespace vdiag {
 namespace {
@@ -19,6 +21,9 @@ bool check_variables(const PlanStep& step, PlanCheck* check, std::string* error)
     std::vector<std::string> texts = step.words;
     for (const Condition& condition : step.conditions) {
         texts.push_back(condition.value);
+    }
+    for (const Measure& measure : step.measures) {
+        texts.insert(texts.end(), {measure.low, measure.high});
     }
     for (const std::string& text : texts) {
         for (const std::string& name : variables_in(text)) {
@@ -146,6 +151,37 @@ bool check_value(const Condition& condition, const Field& field, const std::stri
            refuse(condition.field + condition.comparison + value + " compares no numbers", error);
 }
 
+// Limits are numbers, the lower one first, as far as they are known.
+bool check_limits(const Measure& measure, const PlanCheck& check, std::string* error) {
+    std::optional<long double> limits[2];
+    const std::string* const texts[] = {&measure.low, &measure.high};
+    for (size_t i = 0; i < 2; ++i) {
+        std::string text;
+        const bool known = !texts[i]->empty() && known_text(*texts[i], check, &text);
+        limits[i] = known ? decimal_parse(text) : std::nullopt;
+        if (known && !limits[i]) {
+            return refuse("measure " + measure.field + ": '" + text + "' is no number", error);
+        }
+    }
+    return !limits[0] || !limits[1] || *limits[0] <= *limits[1] ||
+           refuse("measure " + measure.field + ": no number lies between its limits", error);
+}
+
+bool check_measure(const PlanStep& step, const Measure& measure, const Answerable& answer, const PlanCheck& check,
+                   std::string* error) {
+    Field field;
+    if (step.secret) {
+        return refuse("a line with a secret measures nothing", error);
+    }
+    if (!find_field(answer, measure.field, &field, error)) {
+        return false;
+    }
+    if (field.type == FieldType::kBytes || field.type == FieldType::kMac) {
+        return refuse(measure.field + " is no number", error);
+    }
+    return check_limits(measure, check, error);
+}
+
 bool check_expectations(const PlanStep& step, const Answerable& answer, const PlanCheck& check, std::string* error) {
     Field field;
     for (const Condition& condition : step.conditions) {
@@ -155,7 +191,9 @@ bool check_expectations(const PlanStep& step, const Answerable& answer, const Pl
             return false;
         }
     }
-    return std::all_of(step.keeps.begin(), step.keeps.end(),
+    return std::all_of(step.measures.begin(), step.measures.end(),
+                       [&](const Measure& measure) { return check_measure(step, measure, answer, check, error); }) &&
+           std::all_of(step.keeps.begin(), step.keeps.end(),
                        [&](const Keep& keep) { return find_field(answer, keep.field, &field, error); });
 }
 
@@ -199,6 +237,9 @@ bool check_set(const PlanStep& step, PlanCheck* check, std::string* error) {
     const std::string& name = step.words[1];
     const bool unless_given = step.kind == StepKind::kDefault;
     std::string value;
+    if (check->secrets.contains(name) && !step.secret) {
+        return refuse("$" + name + " is secret: its value does not belong into a plan", error);
+    }
     if (check->given.contains(name)) {
         check->names.insert(name);
         return unless_given || refuse("$" + name + " is given on the command line, and would be lost here", error);
@@ -217,6 +258,19 @@ bool check_set(const PlanStep& step, PlanCheck* check, std::string* error) {
         check->kept.insert(name);
     }
     return true;
+}
+
+// A variable that only the station can give.
+bool check_require(const std::string& name, PlanCheck* check, std::string* error) {
+    check->names.insert(name);
+    return check->given.contains(name) || refuse("this plan wants " + name + "=VALUE", error);
+}
+
+// A short text would be found in everything that is shown.
+bool check_secret(const std::string& name, const PlanCheck& check, std::string* error) {
+    const auto given = check.given.find(name);
+    return given == check.given.end() || given->second.size() >= kShortestSecret ||
+           refuse("$" + name + " is too short to be kept secret", error);
 }
 
 // Each case begins with what stands before the first, and knows nothing of the others.
@@ -239,6 +293,12 @@ bool plan_check(const PlanStep& step, PlanCheck* check, std::string* error) {
     }
     if (!check_variables(step, check, error)) {
         return false;
+    }
+    if (step.kind == StepKind::kRequire) {
+        return check_require(step.words[1], check, error);
+    }
+    if (step.kind == StepKind::kSecret) {
+        return check_secret(step.words[1], *check, error);
     }
     if (step.kind == StepKind::kSet || step.kind == StepKind::kDefault) {
         return check_set(step, check, error);

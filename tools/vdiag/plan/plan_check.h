@@ -14,6 +14,7 @@ struct PlanCheck {
     Variables values;             // known now, the given ones among them
     std::set<std::string> kept;   // set by an answer
     std::set<std::string> names;  // used or defaulted so far
+    std::set<std::string> secrets;
     bool in_case = false;
     Variables common_values;  // before the first case
     std::set<std::string> common_kept;

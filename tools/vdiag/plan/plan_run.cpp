@@ -5,15 +5,16 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "tools/vdiag/plan/record.h"
+#include "tools/vdiag/plan/secret.h"
+#include "tools/vdiag/run/crypto.h"
 #include "tools/vdiag/words/stop.h"
 
 namespace vdiag {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
 constexpr size_t kMargin = 21;  // of the second line of a result
@@ -53,20 +54,69 @@ bool judge_untold(const PlanStep& step, const Answer& answer, std::string* reaso
     return reason->empty();
 }
 
-bool judge(const PlanStep& step, const Variables& variables, const Answer& answer, std::string* reason) {
-    if (!judge_untold(step, answer, reason)) {
+// What a step is to measure, with the limits as far as their variables are known.
+std::vector<Measured> measured_of(const PlanStep& step, const Variables& variables) {
+    std::vector<Measured> out;
+    for (const Measure& measure : step.measures) {
+        Measured measured;
+        std::string missing;
+        measured.measure = &measure;
+        measured.low = substitute(measure.low, variables, &measured.low, &missing) ? measured.low : "";
+        measured.high = substitute(measure.high, variables, &measured.high, &missing) ? measured.high : "";
+        out.push_back(std::move(measured));
+    }
+    return out;
+}
+
+// Takes one measurement. Returns what is wrong with it; empty: nothing.
+std::string take_measurement(const Answer& answer, Measured* measured) {
+    const Measure& measure = *measured->measure;
+    Value value;
+    const bool found = answer_field(answer, measure.field, &value);
+    const std::string text = !found                               ? ""
+                             : value.kind == Value::Kind::kNumber ? std::to_string(value.number)
+                                                                  : value.text;
+    const auto number = decimal_parse(text);
+    const auto low = decimal_parse(measured->low);
+    const auto high = decimal_parse(measured->high);
+    measured->outcome = Outcome::kFailed;
+    measured->value = number ? text : "";
+    if (!number) {
+        return measure.name + (found ? " is no number" : " is not in the answer");
+    }
+    if ((!low && !measured->low.empty()) || (!high && !measured->high.empty())) {
+        return "a limit of " + measure.name + " is no number";
+    }
+    if ((low && *number < *low) || (high && *number > *high)) {
+        return measure.name + " is " + text + (measure.unit.empty() ? "" : " " + measure.unit) + ", outside" +
+               (low ? " from " + measured->low : "") + (high ? " to " + measured->high : "");
+    }
+    measured->outcome = Outcome::kPassed;
+    return "";
+}
+
+// Judges the answer of a step. What is measured is kept whatever else holds. False: `reason`.
+bool judge(const Variables& variables, StepResult* result, std::string* reason) {
+    const PlanStep& step = *result->step;
+    result->measured = measured_of(step, variables);
+    if (!judge_untold(step, result->answer, reason)) {
         return false;
+    }
+    std::string outside;
+    for (Measured& measured : result->measured) {
+        const std::string wrong = take_measurement(result->answer, &measured);
+        outside = outside.empty() ? wrong : outside;
     }
     size_t from = 0;
     for (Condition condition : step.conditions) {
         std::string missing;
         (void)substitute(std::string(condition.value), variables, &condition.value, &missing);
-        if (!condition_holds(condition, answer, &from, reason)) {
+        if (!condition_holds(condition, result->answer, &from, reason)) {
             return false;
         }
     }
-    reason->clear();
-    return true;
+    *reason = outside;
+    return outside.empty();
 }
 
 bool keep_values(const PlanStep& step, const Answer& answer, Variables* variables, StepResult* result) {
@@ -85,13 +135,14 @@ bool ask(Runner* runner, const Invocation& invocation, StepResult* result) {
     Failure failure;
     result->answer = Answer();
     result->reason.clear();
+    ++result->attempts;
     result->answered = perform(runner->session, invocation, &result->answer, &failure);
     result->failure = failure.exit_status;
     if (result->answered) {
         return true;
     }
     const bool silent = failure.exit_status == kExitTimeout || failure.exit_status == kExitEnded;
-    if (result->step->silence && silent) {
+    if (result->step->silence && silent && stop_signal() == 0) {
         result->outcome = Outcome::kPassed;
         return false;
     }
@@ -127,14 +178,13 @@ bool may_recover(const Runner& runner, const StepResult& result) {
 
 // Asks until the step's conditions hold or its time is up; a request that the end of the time cuts off says nothing.
 void ask_within(Runner* runner, const Invocation& invocation, StepResult* result) {
-    const PlanStep& step = *result->step;
     const Deadline deadline = *runner->session->until;
     StepResult judged;
     for (;;) {
         runner->exit_status = kExitDone;
         result->outcome = Outcome::kPassed;
         if (ask(runner, invocation, result)) {
-            if (judge(step, runner->variables, result->answer, &result->reason)) {
+            if (judge(runner->variables, result, &result->reason)) {
                 return;
             }
             (void)fail(result, std::string(result->reason));
@@ -148,6 +198,7 @@ void ask_within(Runner* runner, const Invocation& invocation, StepResult* result
         pause_ms(std::min(kPollPause, milliseconds_left(deadline)));
     }
     if (judged.step != nullptr && result->failure == kExitTimeout) {
+        judged.attempts = result->attempts;
         *result = std::move(judged);
     }
 }
@@ -155,7 +206,7 @@ void ask_within(Runner* runner, const Invocation& invocation, StepResult* result
 void ask_once(Runner* runner, const Invocation& invocation, StepResult* result) {
     const PlanStep& step = *result->step;
     std::string reason = "an answer came";
-    if (ask(runner, invocation, result) && (step.silence || !judge(step, runner->variables, result->answer, &reason))) {
+    if (ask(runner, invocation, result) && (step.silence || !judge(runner->variables, result, &reason))) {
         (void)fail(result, reason);
     }
 }
@@ -205,7 +256,7 @@ void run_phone_line(Runner* runner, StepResult* result) {
         if (step.phone->fresh && runner->phone.daemon < 0) {
             link_close(&runner->session->link);  // the next daemon is another one
         }
-        if (judge(step, runner->variables, result->answer, &result->reason)) {
+        if (judge(runner->variables, result, &result->reason)) {
             (void)keep_values(step, result->answer, &runner->variables, result);
             return;
         }
@@ -242,9 +293,22 @@ void set_value(const PlanStep& step, Variables* variables) {
     (*variables)[step.words[1]] = value;
 }
 
+// A signal that came during a step has cut it short.
+void note_abortion(StepResult* result) {
+    const bool cut = result->outcome == Outcome::kFailed || result->step->kind == StepKind::kWait;
+    if (stop_signal() != 0 && cut) {
+        result->answered = false;
+        result->failure = kExitSignal + stop_signal();
+        (void)fail(result, std::string("aborted by ") + (stop_signal() == SIGINT ? "SIGINT" : "SIGTERM") +
+                               "; the phone may still carry out what it was asked");
+    }
+}
+
 void run_step(Runner* runner, StepResult* result) {
     const PlanStep& step = *result->step;
     const Clock::time_point start = Clock::now();
+    result->start = WallClock::now();
+    result->measured = measured_of(step, runner->variables);
     result->outcome = Outcome::kPassed;
     switch (step.kind) {
         case StepKind::kRequest:
@@ -254,6 +318,8 @@ void run_step(Runner* runner, StepResult* result) {
             run_phone_line(runner, result);
             break;
         case StepKind::kCase:
+        case StepKind::kRequire:
+        case StepKind::kSecret:
             break;
         case StepKind::kReconnect:
             run_reconnect(runner, result);
@@ -271,10 +337,7 @@ void run_step(Runner* runner, StepResult* result) {
             break;
     }
     result->seconds = seconds_since(start);
-    if (stop_signal() != 0) {
-        (void)fail(result, std::string("aborted by ") + (stop_signal() == SIGINT ? "SIGINT" : "SIGTERM"));
-        runner->exit_status = kExitSignal + stop_signal();
-    }
+    note_abortion(result);
 }
 
 constexpr const char* kOutcomeWords[] = {"ok  ", "FAIL", "skip"};
@@ -307,41 +370,11 @@ std::string step_line(const StepResult& result, const Style& style) {
     return line;
 }
 
-std::string step_json(const PlanResult& plan, const StepResult& result, const Style& style) {
-    static constexpr const char* kWords[] = {"passed", "failed", "skipped"};
-    Json object;
-    object["plan"] = plan.plan.path;
-    object["line"] = result.step->line;
-    object["request"] = printable(result.step->text);
-    object["outcome"] = kWords[static_cast<size_t>(result.outcome)];
-    object["seconds"] = result.seconds;
-    if (!result.reason.empty()) {
-        object["reason"] = printable(result.reason);
-    }
-    if (result.answered) {
-        object["answer"] = Json::parse(report_answer(result.answer, style));
-    }
-    return object.dump(-1, ' ', true) + "\n";
-}
-
-size_t count(const PlanResult& plan, Outcome outcome) {
-    return static_cast<size_t>(std::count_if(plan.steps.begin(), plan.steps.end(),
-                                             [&](const StepResult& step) { return step.outcome == outcome; }));
-}
-
-std::string summary(const PlanResult& plan, const Style& style) {
-    const size_t passed = count(plan, Outcome::kPassed);
-    const size_t failed = count(plan, Outcome::kFailed);
-    const size_t skipped = count(plan, Outcome::kSkipped);
-    if (style.json) {
-        const Json object = {{"plan", plan.plan.path}, {"steps", plan.steps.size()}, {"passed", passed},
-                             {"failed", failed},       {"skipped", skipped},         {"seconds", plan.seconds},
-                             {"aborted", plan.aborted}};
-        return object.dump(-1, ' ', true) + "\n";
-    }
+std::string summary(const PlanResult& plan) {
     char text[128];
     (void)snprintf(text, sizeof(text), "%zu steps: %zu passed, %zu failed, %zu skipped, %.1f s%s\n", plan.steps.size(),
-                   passed, failed, skipped, plan.seconds, plan.aborted ? ", aborted" : "");
+                   count(plan, Outcome::kPassed), count(plan, Outcome::kFailed), count(plan, Outcome::kSkipped),
+                   plan.seconds, plan.aborted ? ", aborted" : "");
     return terminal_text(plan.plan.path) + ": " + text;
 }
 
@@ -350,6 +383,7 @@ struct Manner {
     const Invocation* options;
     Style style;
     int out_fd;
+    Reports* reports;
 };
 
 bool wanted(const PlanCase& one, const Invocation& options) {
@@ -378,6 +412,8 @@ void end_case(Runner* runner, const PlanCase& one, PlanResult* result) {
     if (!phone_end(&runner->phone, &error)) {
         result->steps.emplace_back();
         result->steps.back().step = one.steps.back();
+        result->steps.back().title = one.title;
+        result->steps.back().start = WallClock::now();
         (void)fail(&result->steps.back(), error);
     }
 }
@@ -401,11 +437,24 @@ std::string case_line(const PlanResult& result, size_t from, const PlanCase& one
     return word + time + printable(one.title) + "\n" + failures;
 }
 
+// Notes the phone's serial number, and tells a step's result to those who want it now.
+void tell(const Manner& manner, const StepResult& step, PlanResult* result) {
+    const Value* serial = step.answer.find("serial");
+    if (step.answered && step.answer.title == "serial" && step.answer.good() && serial != nullptr) {
+        result->serial = serial->text;
+    }
+    if (manner.reports->wanted) {
+        reports_add(manner.reports, step_record(*result, step, manner.style));
+    }
+    if (step.title.empty() && !manner.style.json) {
+        (void)write_all(manner.out_fd, step_line(step, manner.style));
+    }
+}
+
 // Runs the steps of a case. False: nothing more is to be run.
 bool run_case(Runner* runner, const PlanCase& one, const Manner& manner, PlanResult* result) {
     const Clock::time_point start = Clock::now();
     const size_t from = result->steps.size();
-    const bool told_whole = one.title.empty() || manner.style.json;
     std::string reason;
     bool ended = !begin_case(runner, one, *manner.options, &reason);
     bool failed = !reason.empty();
@@ -416,22 +465,27 @@ bool run_case(Runner* runner, const PlanCase& one, const Manner& manner, PlanRes
         result->steps.emplace_back();
         StepResult& outcome = result->steps.back();
         outcome.step = step;
+        outcome.title = one.title;
+        outcome.measured = measured_of(*step, runner->variables);
         if (!ended) {
             run_step(runner, &outcome);
         } else if (!reason.empty()) {
+            outcome.start = WallClock::now();
             (void)fail(&outcome, std::exchange(reason, ""));
         }
+        conceal(result->plan, runner->variables, &outcome);
         failed = failed || outcome.outcome == Outcome::kFailed;
-        ended = ended || runner->phone.left_out || runner->exit_status != kExitDone || (failed && manner.options->stop);
-        if (told_whole) {
-            const std::string told =
-                manner.style.json ? step_json(*result, outcome, manner.style) : step_line(outcome, manner.style);
-            (void)write_all(manner.out_fd, told);
-        }
+        ended = ended || runner->phone.left_out || runner->exit_status != kExitDone ||
+                (failed && manner.options->stop) || stop_signal() != 0;
+        tell(manner, outcome, result);
     }
+    const size_t before = result->steps.size();
     end_case(runner, one, result);
-    failed = failed || (!result->steps.empty() && result->steps.back().outcome == Outcome::kFailed);
-    if (!told_whole) {
+    if (result->steps.size() > before) {
+        failed = true;
+        tell(manner, result->steps.back(), result);
+    }
+    if (!one.title.empty() && !manner.style.json) {
         (void)write_all(manner.out_fd, case_line(*result, from, one, seconds_since(start), manner.style));
     }
     result->exit_status = failed && result->exit_status == kExitDone ? kExitExpectation : result->exit_status;
@@ -441,6 +495,10 @@ bool run_case(Runner* runner, const PlanCase& one, const Manner& manner, PlanRes
 void run_plan(Runner* runner, const Manner& manner, PlanResult* result) {
     const Clock::time_point start = Clock::now();
     const Variables given = runner->variables;
+    result->start = WallClock::now();
+    result->id = run_id();
+    result->address = runner->session->address;
+    runner->session->quiet = runner->session->quiet || !result->plan.secrets.empty();  // warnings show packets
     bool going = true;
     for (const PlanCase& one : cases_of(result->plan)) {
         if (going && stop_signal() == 0 && wanted(one, *manner.options)) {
@@ -449,47 +507,16 @@ void run_plan(Runner* runner, const Manner& manner, PlanResult* result) {
         }
     }
     result->seconds = seconds_since(start);
-    result->aborted = stop_signal() != 0;
     result->exit_status =
         runner->exit_status != kExitDone && !manner.options->fresh ? runner->exit_status : result->exit_status;
-    (void)write_all(manner.out_fd, summary(*result, manner.style));
-}
-
-std::string xml_text(const std::string& text) {
-    std::string out;
-    for (const char c : printable(text)) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-                break;
-        }
+    result->aborted = stop_signal() != 0;
+    result->exit_status = result->aborted ? kExitSignal + stop_signal() : result->exit_status;
+    if (manner.reports->wanted) {
+        reports_add(manner.reports, run_record(*result));
     }
-    return out;
-}
-
-std::string junit_case(const PlanResult& plan, const StepResult& step) {
-    char time[32];
-    (void)snprintf(time, sizeof(time), "%.3f", step.seconds);
-    std::string out = "    <testcase classname=\"" + xml_text(plan.plan.path) + "\" name=\"" +
-                      std::to_string(step.step->line) + ": " + xml_text(step.step->text) + "\" time=\"" + time + "\"";
-    if (step.outcome == Outcome::kPassed) {
-        return out + "/>\n";
+    if (!manner.style.json) {
+        (void)write_all(manner.out_fd, summary(*result));
     }
-    const std::string element =
-        step.outcome == Outcome::kSkipped ? "<skipped/>" : "<failure message=\"" + xml_text(step.reason) + "\"/>";
-    return out + ">" + element + "</testcase>\n";
 }
 
 // Every name that was given must be one that a plan has a use for.
@@ -509,17 +536,23 @@ bool check_names(const Variables& given, const std::vector<PlanResult>& results,
     return true;
 }
 
-bool load_plan(const std::string& path, const Variables& given, PlanResult* result, Failure* failure) {
+bool load_plan(const std::string& path, const Variables& given, bool hashed, PlanResult* result, Failure* failure) {
     Bytes content;
     if (!file_read(path, &content, &failure->text)) {
         failure->exit_status = kExitFailure;
         return false;
     }
+    const std::string text(content.begin(), content.end());
     const size_t slash = path.rfind('/');
+    result->sha256 = hashed ? sha256_hex(text) : "";
+    if (hashed && result->sha256.empty()) {
+        *failure = {kExitFailure, "records need libcrypto for the plan's hash"};
+        return false;
+    }
+    result->given = given;
     result->variables = given;
     result->variables[kHere] = slash == std::string::npos ? "." : path.substr(0, slash);
-    return plan_parse(path, std::string(content.begin(), content.end()), result->variables, &result->plan,
-                      &failure->text);
+    return plan_parse(path, text, result->variables, &result->plan, &failure->text);
 }
 
 // Takes the plans and the NAME=VALUE words of the command line apart.
@@ -535,62 +568,62 @@ bool load_plans(const Invocation& invocation, std::vector<PlanResult>* results, 
             given[word.substr(0, equals)] = word.substr(equals + 1);
         }
     }
+    const bool hashed =
+        invocation.json || !(invocation.record + invocation.junit + invocation.csv).empty();  // records tell it
     *failure = {kExitUsage, "run: a PLAN is wanted"};
     for (const std::string& path : paths) {
         results->emplace_back();
-        if (!load_plan(path, given, &results->back(), failure)) {
+        if (!load_plan(path, given, hashed, &results->back(), failure)) {
+            return false;
+        }
+        if (!invocation.pcap.empty() && !results->back().plan.secrets.empty()) {
+            failure->text = "run: --pcap would record the secrets of " + path;
             return false;
         }
     }
     return !paths.empty() && check_names(given, *results, failure);
 }
 
+// Runs the plans one after the other. Returns the exit status of the first that is not done.
+int run_all(Runner* runner, const Manner& manner, std::vector<PlanResult>* results) {
+    int exit_status = kExitDone;
+    for (PlanResult& result : *results) {
+        runner->variables = result.variables;
+        run_plan(runner, manner, &result);
+        exit_status = exit_status == kExitDone || result.aborted ? result.exit_status : exit_status;
+        if (result.aborted || (manner.options->stop && exit_status != kExitDone)) {
+            break;
+        }
+    }
+    return exit_status;
+}
+
 }  // namespace
 
-std::string junit_text(const std::vector<PlanResult>& results) {
-    std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
-    for (const PlanResult& plan : results) {
-        char time[32];
-        (void)snprintf(time, sizeof(time), "%.3f", plan.seconds);
-        out += "  <testsuite name=\"" + xml_text(plan.plan.path) + "\" tests=\"" + std::to_string(plan.steps.size()) +
-               "\" failures=\"" + std::to_string(count(plan, Outcome::kFailed)) + "\" skipped=\"" +
-               std::to_string(count(plan, Outcome::kSkipped)) + "\" time=\"" + time + "\">\n";
-        out += plan.aborted ? "    <properties><property name=\"aborted\" value=\"true\"/></properties>\n" : "";
-        for (const StepResult& step : plan.steps) {
-            out += junit_case(plan, step);
-        }
-        out += "  </testsuite>\n";
-    }
-    return out + "</testsuites>\n";
+size_t count(const PlanResult& plan, Outcome outcome) {
+    return static_cast<size_t>(std::count_if(plan.steps.begin(), plan.steps.end(),
+                                             [&](const StepResult& step) { return step.outcome == outcome; }));
 }
 
 int run_plans(Session* session, const Invocation& invocation, const Style& style, int out_fd) {
     Runner runner{session, {}, {}, kExitDone};
     phone_of_address(session->address, &runner.phone);
-    const Manner manner{&invocation, style, out_fd};
-    std::string error;
     std::vector<PlanResult> results;
+    Reports reports;
     Failure failure;
     if (!load_plans(invocation, &results, &failure)) {
         warn(failure.text);
         return failure.exit_status;
     }
-    if (!invocation.junit.empty() && !file_writable(invocation.junit, &error)) {
+    std::string error;
+    if (!reports_open(invocation, style, out_fd, &reports, &error)) {
         warn(error);
         return kExitFailure;
     }
     stop_on_signals();
-    int exit_status = kExitDone;
-    for (PlanResult& result : results) {
-        runner.variables = result.variables;
-        run_plan(&runner, manner, &result);
-        exit_status = exit_status == kExitDone ? result.exit_status : exit_status;
-        if ((invocation.stop && exit_status != kExitDone) || stop_signal() != 0) {
-            break;
-        }
-    }
-    exit_status = stop_signal() != 0 ? kExitSignal + stop_signal() : exit_status;
-    if (!invocation.junit.empty() && !file_write(invocation.junit, junit_text(results), &error)) {
+    const int exit_status = run_all(&runner, {&invocation, style, out_fd, &reports}, &results);
+    const bool written = reports_finish(&reports, &error);
+    if (!written) {
         warn(error);
         return kExitFailure;
     }

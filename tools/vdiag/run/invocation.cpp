@@ -33,6 +33,8 @@ constexpr OptionRow kOptions[] = {
     {"-i,--install",  "DEVICE",  "keybox",  LineOf::kPlan,     "install the keybox for this device identifier when it has arrived", &Invocation::device, nullptr},
     {"-l,--listen",   "ADDRESS", "serve",  LineOf::kProgram,  "serve whoever connects to this Unix socket instead of standard input", &Invocation::listen, nullptr},
     {"--junit",       "FILE",    "run",    LineOf::kPrompt,   "write a JUnit report", &Invocation::junit, nullptr},
+    {"--csv",         "FILE",    "run",    LineOf::kPrompt,   "write a table of steps and measurements", &Invocation::csv, nullptr},
+    {"--record",      "FILE",    "run",    LineOf::kPrompt,   "append JSON records of the run and its steps", &Invocation::record, nullptr},
     {"-s,--stop",     nullptr,   "run",    LineOf::kPrompt,   "stop at the first failure", nullptr, &Invocation::stop},
     {"--fresh",       nullptr,   "run",    LineOf::kPrompt,   "run each case of a plan on a fresh simulated phone of its own", nullptr, &Invocation::fresh},
     {"--only",        "TEXT",    "run",    LineOf::kPrompt,   "run the cases with this in their title", &Invocation::only, nullptr},

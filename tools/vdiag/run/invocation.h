@@ -31,6 +31,8 @@ struct Invocation {
     std::string device;
     std::string listen;
     std::string junit;
+    std::string record;
+    std::string csv;
     std::string only;
     bool generate = false;
     bool stop = false;

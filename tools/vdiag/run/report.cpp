@@ -191,6 +191,12 @@ std::string complaint(const Answer& answer) {
     return "";
 }
 
+const char* exit_class(int exit_status) {
+    static constexpr const char* kClasses[] = {"done",  "failure", "usage",  "connect",    "timeout",
+                                               "ended", "error",   "status", "expectation"};
+    return exit_status >= 0 && exit_status < static_cast<int>(std::size(kClasses)) ? kClasses[exit_status] : "aborted";
+}
+
 int exit_status_of(const Answer& answer) {
     if (answer.error) {
         return kExitErrorAnswer;

@@ -23,4 +23,7 @@ std::string complaint(const Answer& answer);
 // The exit status that an answer stands for.
 int exit_status_of(const Answer& answer);
 
+// The word for an exit status in everything that is read by programs: "done", "timeout", ...
+const char* exit_class(int exit_status);
+
 }  // namespace vdiag

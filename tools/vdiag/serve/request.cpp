@@ -12,10 +12,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// By exit status.
-constexpr const char* kClasses[] = {"done",  "failure", "usage",  "connect",    "timeout",
-                                    "ended", "error",   "status", "expectation"};
-
 struct Request {
     std::string id = "null";  // as JSON; null: not known
     Invocation invocation;
@@ -163,7 +159,7 @@ bool parse_request(std::string_view line, Request* request, std::string* error) 
 // ---- Records
 
 std::string head(const std::string& id, int exit_status, const std::string& text) {
-    std::string out = "{\"id\":" + id + ",\"class\":\"" + kClasses[exit_status] + "\"";
+    std::string out = "{\"id\":" + id + ",\"class\":\"" + exit_class(exit_status) + "\"";
     return text.empty() ? out : out + ",\"text\":" + dump(text);
 }
 
