@@ -245,7 +245,7 @@ int validate(const std::string& records) {
 
 TEST(RecordTest, APassingAndAFailingRunFitTheSchemaAndHoldNoSecret) {
     const ScratchFile plan(
-        "require operator; secret key; default limit 100\nserial\nset copy ${key}x\nftm WriteVC pass $copy\n"
+        "require operator ; secret key ; default limit 100\nserial\nset copy ${key}x\nftm WriteVC pass $copy\n"
         "ftm ReadVC pass\nftm ReadVC pass => value=$key\n"
         "battery => measure capacity as charge unit % from -1 to $limit\n");
     const ScratchFile record;

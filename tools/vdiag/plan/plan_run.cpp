@@ -497,7 +497,7 @@ void run_plan(Runner* runner, const Manner& manner, PlanResult* result) {
     const Variables given = runner->variables;
     result->start = WallClock::now();
     result->id = run_id();
-    result->address = runner->session->address;
+    result->address = manner.options->fresh ? "fresh" : runner->session->address;
     runner->session->quiet = runner->session->quiet || !result->plan.secrets.empty();  // warnings show packets
     bool going = true;
     for (const PlanCase& one : cases_of(result->plan)) {
