@@ -374,15 +374,6 @@ bool file_read(const std::string& path, Bytes* content, std::string* error) {
     return false;
 }
 
-bool file_writable(const std::string& path, std::string* error) {
-    const bool standard = path == "-";
-    const UniqueFd fd(standard ? ::dup(STDOUT_FILENO) : ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
-    if (!fd.ok()) {
-        *error = "cannot write " + (standard ? "standard output" : path) + ": " + std::strerror(errno);
-    }
-    return fd.ok();
-}
-
 bool file_write(const std::string& path, std::string_view content, std::string* error) {
     const bool standard = path == "-";
     const UniqueFd fd(standard ? ::dup(STDOUT_FILENO)

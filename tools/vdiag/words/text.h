@@ -60,8 +60,6 @@ bool write_all(int fd, std::string_view content);
 
 // Reads a whole file ("-" is standard input). False: `error` says why.
 bool file_read(const std::string& path, Bytes* content, std::string* error);
-// Whether a file can be written; it is left as it is, or empty when there was none. False: `error` says why not.
-bool file_writable(const std::string& path, std::string* error);
 // Writes a whole file ("-" is standard output).
 bool file_write(const std::string& path, std::string_view content, std::string* error);
 
