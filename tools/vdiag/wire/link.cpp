@@ -147,7 +147,6 @@ bool link_open(const Address& address, unsigned speed, int timeout_ms, Link* lin
     link_close(link);
     *link = Link{};
     link->socket = address.kind == AddressKind::kTcp || address.kind == AddressKind::kUnix;
-    link->local = address.kind == AddressKind::kUnix;
     if (address.kind == AddressKind::kTcp) {
         return connect_tcp(address, deadline, &link->fd, error);
     }

@@ -21,7 +21,6 @@ struct Link {
     UniqueFd fd;
     SerialClaim claim;  // of a serial device; ends before `fd` is closed
     bool socket = false;
-    bool local = false;  // the peer is the phone itself, not a relay with a line behind it
     HdlcDecoder decoder;
     Bytes input;                          // received and not yet decoded
     Bytes heard;                          // the first bytes received since the last sending, as they came

@@ -138,9 +138,8 @@ bool hear(Session* session, const Bytes& mark, const Bytes& request, const Comma
     return false;
 }
 
-// Whether an answer to an earlier request could be taken for this one's: a line, or a relay in front of one, may hold
-// what others asked for; a phone behind a local socket only what this session did, and of that only the like matters,
-// unless something is overdue.
+// Whether an answer to an earlier request could be taken for this one's: a serial line may hold what others asked for;
+// a peer behind a socket only what this session did, and of that only the like matters, unless something is overdue.
 bool wants_mark(Session* session, const Bytes& request, const Command* command) {
     constexpr size_t kHead = 4;
     const Bytes head =
@@ -155,7 +154,7 @@ bool wants_mark(Session* session, const Bytes& request, const Command* command) 
     if (!alike) {
         session->asked.push_back(head);
     }
-    return alike || session->late || !session->link.local;
+    return alike || session->late || !session->link.socket;
 }
 
 LinkResult send_request(Session* session, const Bytes& mark, const Bytes& request, Deadline deadline,
