@@ -39,32 +39,6 @@ TEST(CatalogueTest, NamesTheTextCommandsOfBothMapsAndNoOthers) {
     EXPECT_EQ(names_via(Via::kFtmBattery), std::set<std::string>{"setfactorymode"});
 }
 
-// A text-named command's answer is read in the form in which its row of the map is copied.
-TEST(CatalogueTest, ReadsEveryAnswerInTheFormOfItsRow) {
-    for (const FtmExtCommandEntry& row : ftm_diag_req_ext_cmd_map) {
-        std::vector<Field> fields;
-        ASSERT_TRUE(shape_parse(find_ftm(row.cmd)->answer, &fields));
-        const std::string answer = find_ftm(row.cmd)->answer;
-        switch (row.copy) {
-            case FtmCopy::kSix:
-                EXPECT_LE(sample_answer(*find_ftm(row.cmd)).size(), 11U) << row.cmd;
-                break;
-            case FtmCopy::kId32:
-                EXPECT_EQ(fields.at(0).size, 32U) << row.cmd;
-                break;
-            case FtmCopy::kVc:
-                EXPECT_EQ(answer, "name:text value:counted") << row.cmd;
-                break;
-            case FtmCopy::kCsr:
-                EXPECT_EQ(fields.at(0).type, FieldType::kLong) << row.cmd;
-                break;
-            case FtmCopy::kText:
-                EXPECT_TRUE(fields.empty() || fields[0].type == FieldType::kText || fields[0].size == 1) << row.cmd;
-                break;
-        }
-    }
-}
-
 class CatalogueOnPhoneTest : public PhoneTest {};
 
 TEST_F(CatalogueOnPhoneTest, NumbersEveryRegisteredRequestAndNoOthers) {

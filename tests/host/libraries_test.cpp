@@ -2,7 +2,6 @@
 #include <array>
 #include <cstring>
 
-#include "platform/include/modem_api.h"
 #include "platform/include/properties.h"
 #include "platform/include/vendor_utils.h"
 #include "tests/support/phone.h"
@@ -56,53 +55,6 @@ TEST_F(HostLibraries, PropertiesAreSetByAndroidsRules) {
         EXPECT_EQ(property_set(c.name.c_str(), c.value.c_str()) == 0, c.good) << c.name;
         EXPECT_EQ(property(c.name), c.good ? c.value : before) << c.name;
     }
-}
-
-TEST_F(HostLibraries, AModemWithoutStateFailsAndStillJournals) {
-    std::array<uint8_t, 16> bytes{};
-    std::array<char, kModemPropertyMax> text{};
-    int length = 16;
-    uint16_t version = 0;
-    EXPECT_EQ(modem_api_init_qmi_connection(228, 1), -1);
-    EXPECT_NE(modem_read_efs(1, bytes.data(), &length), 0);
-    EXPECT_NE(modem_get_prl_version(&version), 0);
-    EXPECT_NE(modem_get_imei(text.data(), 16), 0);
-    EXPECT_NE(modem_get_all_cards_status(bytes.data()), 0);
-    EXPECT_NE(modem_api_get_sim_tray_presence_state(bytes.data()), 0);
-    EXPECT_NE(modem_api_get_uim_eid(bytes.data(), &length), 0);
-    EXPECT_NE(modem_api_get_modem_property_sync("p", text.data()), 0);
-    EXPECT_EQ(modem_restore_qcn_data(), -1);
-    EXPECT_EQ(modem_write_deft_info("12", 2), -1);
-    EXPECT_EQ(modem_write_efs(7, "abc", 3), 0);
-    EXPECT_EQ(modem_api_set_modem_property_int_sync("p", -5), 0);
-    EXPECT_EQ(modem_journal(),
-              (std::vector<std::string>{"restore_qcn", "write_deft 12", "write_efs 7 3", "set_property p -5"}));
-    EXPECT_EQ(state("modem/efs/7"), "abc");
-    EXPECT_EQ(state("modem/properties/p"), "-5");
-}
-
-TEST_F(HostLibraries, BoardDataIsKeptInItsFiles) {
-    std::array<unsigned char, kBoardRecordSize> record{};
-    int length = kBoardRecordSize;
-    int value = 0;
-    EXPECT_EQ(get_board_id(record.data(), &length), 0);
-    EXPECT_EQ(set_board_id(text_bytes("board").data(), 5), 1);
-    EXPECT_EQ(get_board_id(record.data(), &length), 1);
-    EXPECT_EQ(length, 5);
-    set_state("board/ccf", std::string(200, 'c'));
-    length = 100;
-    EXPECT_EQ(get_ccf(record.data(), &length), 1);
-    EXPECT_EQ(length, 100);
-    set_state("board/set_result", "2");
-    EXPECT_EQ(set_mcf(record.data(), 5), 2);
-    EXPECT_EQ(state("board/mcf"), "");
-    EXPECT_EQ(log_control_get_flag(), 0);
-    EXPECT_EQ(log_control_set_flag(1), 0);
-    EXPECT_EQ(log_control_get_flag(), 1);
-    EXPECT_LT(cfg_service_get_int("a.b", &value), 0);
-    EXPECT_GE(cfg_service_set_int("a.b", -3), 0);
-    EXPECT_GE(cfg_service_get_int("a.b", &value), 0);
-    EXPECT_EQ(value, -3);
 }
 
 TEST_F(HostLibraries, Base64IsPaddedToFours) {

@@ -41,13 +41,7 @@ std::string beside_program(const std::string& name) {
 bool run_program(const std::vector<std::string>& words) {
     const pid_t child = fork();
     if (child == 0) {
-        std::vector<char*> arguments;
-        for (const std::string& word : words) {
-            arguments.push_back(const_cast<char*>(word.c_str()));
-        }
-        arguments.push_back(nullptr);
-        execvp(arguments[0], arguments.data());
-        _exit(127);
+        become_program(words);
     }
     int status = 0;
     return child > 0 && waitpid(child, &status, 0) == child && status == 0;
@@ -197,8 +191,7 @@ bool phone_serve(Phone* phone, std::string* error) {
         *error = "the daemon does not run any more";
         return false;
     }
-    const char* given = getenv("VDIAG_DAEMON");
-    const std::string program = given != nullptr ? given : beside_program("vendordiag");
+    const std::string program = phone_program("vendordiag", "VDIAG_DAEMON");
     phone->started = true;
     const UniqueFd log(open_log(phone));
     phone->daemon = fork();
@@ -206,6 +199,22 @@ bool phone_serve(Phone* phone, std::string* error) {
         become_daemon(*phone, program, log.get());
     }
     return wait_until_served(phone, error);
+}
+
+void become_program(const std::vector<std::string>& words) {
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+std::string phone_program(const std::string& name, const char* variable) {
+    const char* given = getenv(variable);
+    return given != nullptr ? given : beside_program(name);
 }
 
 void phone_listen(Phone* phone) {

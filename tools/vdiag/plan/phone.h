@@ -60,6 +60,13 @@ void phone_of_address(const std::string& address, Phone* phone);
 // Starts the daemon of a fresh phone unless it was started before, and waits until it serves.
 bool phone_serve(Phone* phone, std::string* error);
 
+// In a child: becomes the program that the first word names, with the others as its arguments.
+[[noreturn]] void become_program(const std::vector<std::string>& words);
+
+// The program that plays a part of the phone: what the environment's `variable` names, else the one beside this
+// program.
+std::string phone_program(const std::string& name, const char* variable);
+
 // Takes what the daemon has said so far into `log`.
 void phone_listen(Phone* phone);
 

@@ -236,23 +236,14 @@ bool run_press(Phone* phone, const Words& words, Answer*, std::string* error) {
 }
 
 bool run_chip(Phone* phone, const Words& words, Answer*, std::string* error) {
-    char self[PATH_MAX];
-    const ssize_t size = readlink("/proc/self/exe", self, sizeof(self) - 1);
-    const std::string beside(self, size > 0 ? static_cast<size_t>(size) : 0);
-    const std::string program = beside.substr(0, beside.rfind('/') + 1) + "rdss-chip";
+    const std::string program = phone_program("rdss-chip", "VDIAG_CHIP");
     std::vector<std::string> arguments = {program, "--root", phone->root};
     arguments.insert(arguments.end(), words.begin() + 1, words.end());
     phone->chip = fork();
     if (phone->chip == 0) {
-        std::vector<char*> pointers;
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
         const int null = open("/dev/null", O_RDWR);
         (void)dup2(null, STDOUT_FILENO);
-        execv(program.c_str(), pointers.data());
-        _exit(127);
+        become_program(arguments);
     }
     const Deadline deadline = deadline_in(kEndPatience);
     while (!fs::is_symlink(host_path(*phone, "/dev/ttyHS1"))) {

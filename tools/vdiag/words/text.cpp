@@ -158,7 +158,7 @@ std::optional<Bytes> hex_parse(std::string_view text) {
 
 std::optional<Bytes> bytes_parse(std::string_view text) {
     constexpr uint64_t kMost = 65535;
-    if (const auto plain = hex_parse(text)) {
+    if (auto plain = hex_parse(text)) {
         return plain;
     }
     Bytes out;
