@@ -18,7 +18,7 @@ install(DIRECTORY schema DESTINATION ${data} COMPONENT tools)
 install(DIRECTORY docs/plans DESTINATION ${data}/docs COMPONENT tools)
 install(DIRECTORY tests/cases DESTINATION ${data}/tests COMPONENT tools)
 install(FILES keys/README.md keys/auth_dev_private.pem keys/auth_dev_public.pem DESTINATION ${data}/keys COMPONENT tools)
-install(FILES README.md docs/simulated-phone.md docs/commands.md docs/serving.md docs/records.md docs/trust.md TYPE DOC COMPONENT tools)
+install(FILES README.md docs/simulated-phone.md docs/serving.md docs/records.md docs/trust.md TYPE DOC COMPONENT tools)
 
 # The Python package, with what tells installers and pytest about it.
 set(VENDORDIAG_PYTHON_DIR lib/python3/dist-packages CACHE PATH "Where Python finds packages, below the prefix")
@@ -50,6 +50,7 @@ function(written name)
   set(written ${written} ${made}/${name} PARENT_SCOPE)
 endfunction()
 written(vdiag.1 generate-manual page)
+written(commands.md generate-manual)
 written(vdiag completion bash)
 written(_vdiag completion zsh)
 written(vdiag.fish completion fish)
@@ -66,7 +67,7 @@ install(FILES ${made}/vdiag.1.gz ${made}/vdiag-phone.1.gz ${made}/vendordiag.1.g
 install(FILES ${made}/vdiag DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 install(FILES ${made}/_vdiag DESTINATION ${zsh} COMPONENT tools)
 install(FILES ${made}/vdiag.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
-install(FILES ${made}/changelog.gz ${made}/changelog.Debian.gz packaging/copyright TYPE DOC COMPONENT tools)
+install(FILES ${made}/commands.md ${made}/changelog.gz ${made}/changelog.Debian.gz packaging/copyright TYPE DOC COMPONENT tools)
 install(FILES ${made}/changelog.gz ${made}/changelog.Debian.gz packaging/copyright
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvdiag-dev COMPONENT dev)
 

@@ -1,4 +1,4 @@
-// The manuals that are checked in, and the completions.
+// The index of commands that is checked in, and the completions.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -18,9 +18,8 @@ std::string source(const std::string& path) {
     return out.str();
 }
 
-TEST(ManualTest, CheckedInManualsAreWhatTheCatalogueWrites) {
-    EXPECT_TRUE(source("docs/commands.md") == manual_markdown()) << "build the target manuals";
-    EXPECT_TRUE(source("docs/vdiag.1") == manual_page()) << "build the target manuals";
+TEST(ManualTest, TheIndexThatIsCheckedInIsWhatTheCatalogueWrites) {
+    EXPECT_TRUE(source("docs/commands.md") == manual_index()) << "build the target manuals";
 }
 
 TEST(ManualTest, CompletionScriptsAreSoundAndNameEveryCommand) {

@@ -114,10 +114,10 @@ int run_completion(const Invocation& invocation) {
     return script.empty() ? fail({kExitUsage, "completion takes bash, zsh or fish"}) : print(script);
 }
 
-// Writes docs/commands.md or docs/vdiag.1, for the build.
+// Writes what the build makes of the catalogue: the manual, its index or the manual page.
 int run_generate(const Invocation& invocation) {
-    const bool page = invocation.words.size() == 2 && invocation.words[1] == "page";
-    return print(page ? manual_page() : manual_markdown());
+    const std::string what = invocation.words.size() == 2 ? invocation.words[1] : "";
+    return print(what == "page" ? manual_page() : what == "index" ? manual_index() : manual_markdown());
 }
 
 int run_probe(const Invocation& invocation) {

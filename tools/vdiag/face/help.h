@@ -13,8 +13,9 @@ std::string help_text();                                                 // "vdi
 std::string list_text();                                                 // every command on a line
 bool help_for(const std::vector<std::string>& words, std::string* out);  // one command, or the commands of a first word
 
-std::string manual_markdown();                          // docs/commands.md
-std::string manual_page();                              // docs/vdiag.1
+std::string manual_index();                             // docs/commands.md: a line a command
+std::string manual_markdown();                          // every command with its packets
+std::string manual_page();                              // for man
 std::string completion_script(std::string_view shell);  // bash, zsh or fish; else empty
 
 // A good answer to a command, made up from its fields, for examples.

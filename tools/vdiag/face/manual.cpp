@@ -262,13 +262,31 @@ Bytes sample_answer(const Command& command) {
     return out;
 }
 
+namespace {
+
+constexpr Group kGroups[] = {
+    {"Numbered commands", Via::kSubsystem, ""},
+    {"The battery command", Via::kFtmBattery, ""},
+    {"Commands named by text: main map", Via::kFtmMain, ""},
+    {"Commands named by text: extended map", Via::kFtmExt, ""},
+};
+
+}  // namespace
+
+std::string manual_index() {
+    std::string out = "# Commands, a line each\n\nWritten by the client from its catalogue (build target manuals).\n";
+    for (const Group& group : kGroups) {
+        out += "\n## " + std::string(group.title) + "\n\n";
+        for (const Command& command : catalogue()) {
+            out += in_group(command, group) ? "- `" + std::string(is_ftm(command) ? "ftm " : "") + usage_of(command) +
+                                                  "`: " + command.help + "\n"
+                                            : "";
+        }
+    }
+    return out;
+}
+
 std::string manual_markdown() {
-    static constexpr Group kGroups[] = {
-        {"Numbered commands", Via::kSubsystem, ""},
-        {"The battery command", Via::kFtmBattery, ""},
-        {"Commands named by text: main map", Via::kFtmMain, ""},
-        {"Commands named by text: extended map", Via::kFtmExt, ""},
-    };
     std::string out = kIntroduction;
     for (const Group& group : kGroups) {
         out += "## " + std::string(group.title) + "\n\n";
