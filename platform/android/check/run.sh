@@ -10,6 +10,6 @@ for preset in target asan; do
     cmake --preset $preset >build/$preset.log 2>&1 || { cat build/$preset.log >&2; exit 1; }
 done
 cmake --build --preset target --parallel "$(nproc)"
-cmake --build --preset asan --target vdiag simulated_phone --parallel "$(nproc)"
+cmake --build --preset asan --target vdiag rdss-chip simulated_phone --parallel "$(nproc)"
 grep 'development key' build/target.log || :
 exec ctest --preset target "$@"
