@@ -401,6 +401,8 @@ bool begin_case(Runner* runner, const PlanCase& one, const Invocation& options, 
         return false;
     }
     link_close(&runner->session->link);
+    runner->session->asked.clear();  // of another phone
+    runner->session->late = false;
     runner->session->address = "unix:" + runner->phone.root + "/.sim/diag";
     runner->exit_status = kExitDone;
     return true;
