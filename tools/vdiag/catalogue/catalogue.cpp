@@ -222,10 +222,6 @@ void put_u16(uint16_t value, Bytes* out) {
     out->push_back(static_cast<uint8_t>(value >> 8U));
 }
 
-bool begins_with(const Bytes& bytes, const Bytes& head) {
-    return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
-}
-
 // How many of the words a row's name takes; 0 when it takes none.
 size_t words_taken(const Command& command, const std::vector<std::string>& words) {
     const std::vector<std::string_view> names = split(command.name, ' ');

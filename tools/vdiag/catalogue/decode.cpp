@@ -246,10 +246,6 @@ void decode_fields(const Command& command, Reader* reader, Answer* answer) {
     answer->rest.insert(answer->rest.end(), reader->data(), reader->data() + reader->left());
 }
 
-bool begins_with(const Bytes& bytes, const Bytes& head) {
-    return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
-}
-
 }  // namespace
 
 std::string Value::plain() const {

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -29,13 +28,6 @@ namespace {
 constexpr int kPatience = 20000;    // milliseconds for a daemon to start
 constexpr int kRegistering = 3000;  // for it to say that its commands are registered
 constexpr mode_t kUmask = 027;      // of the daemon: what it wants to be readable by all it must say
-
-std::string beside_program(const std::string& name) {
-    char path[PATH_MAX];
-    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path) - 1);
-    const std::string text(path, size > 0 ? static_cast<size_t>(size) : 0);
-    return text.substr(0, text.rfind('/') + 1) + name;
-}
 
 // Runs a program and waits for it.
 bool run_program(const std::vector<std::string>& words) {

@@ -104,8 +104,10 @@ Bytes pcap_record(Direction direction, const Bytes& packet, uint32_t seconds, ui
 }
 
 bool pcap_open(const std::string& path, Pcap* pcap, std::string* error) {
-    pcap->owned = path != "-";
-    pcap->fd = pcap->owned ? open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : STDOUT_FILENO;
+    if (path != "-") {
+        pcap->file = UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    }
+    pcap->fd = path != "-" ? pcap->file.get() : STDOUT_FILENO;
     if (pcap->fd >= 0 && write_bytes(pcap->fd, pcap_head())) {
         return true;
     }
@@ -129,9 +131,7 @@ void pcap_add(Pcap* pcap, Direction direction, const Bytes& packet) {
 }
 
 void pcap_close(Pcap* pcap) {
-    if (pcap->owned && pcap->fd >= 0) {
-        (void)close(pcap->fd);
-    }
+    (void)pcap->file.close();
     pcap->fd = -1;
 }
 

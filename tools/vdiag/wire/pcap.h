@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "platform/include/handles.h"
 #include "tools/vdiag/words/text.h"
 
 namespace vdiag {
@@ -10,8 +11,8 @@ namespace vdiag {
 enum class Direction { kToPhone, kFromPhone };
 
 struct Pcap {
-    int fd = -1;  // none when negative
-    bool owned = false;
+    int fd = -1;    // none when negative
+    UniqueFd file;  // what `fd` is of, unless that is standard output
 };
 
 // Creates the file ("-" is standard output) and writes its head. False: `error` says why.

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 
 namespace vdiag {
@@ -17,13 +16,6 @@ constexpr size_t kFewestLetters = 4;  // that make a text of what a peer sends
 
 constexpr size_t kShownBytes = 16;  // of a frame that is dropped
 constexpr unsigned kWarnings = 10;  // about dropped frames; a peer that sends without end shall not drown the rest
-
-std::string directory_of_program() {
-    char path[PATH_MAX];
-    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path));
-    const std::string text(path, size > 0 ? static_cast<size_t>(size) : 0);
-    return text.substr(0, text.rfind('/'));
-}
 
 std::string variable(const char* name) {
     const char* value = getenv(name);
@@ -221,7 +213,7 @@ std::string default_address() {
         return listen.substr(0, listen.find(','));
     }
     const std::string root = variable("VENDORDIAG_ROOT");
-    const std::string beside = directory_of_program() + "/device";
+    const std::string beside = beside_program("device");
     const std::string phone = !root.empty() ? root : access(beside.c_str(), F_OK) == 0 ? beside : usual_phone();
     return "unix:" + phone + "/.sim/diag";
 }

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstring>
 
 #include "platform/include/handles.h"
@@ -177,6 +178,17 @@ std::optional<Bytes> bytes_parse(std::string_view text) {
     return out;
 }
 
+bool begins_with(const Bytes& bytes, const Bytes& head) {
+    return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
+}
+
+std::string beside_program(const std::string& name) {
+    char path[PATH_MAX];
+    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path));
+    const std::string text(path, size > 0 ? static_cast<size_t>(size) : 0);
+    return text.substr(0, text.rfind('/') + 1) + name;
+}
+
 std::optional<uint64_t> number_parse(std::string_view text) {
     int base = 10;
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
@@ -287,7 +299,11 @@ bool split_words(std::string_view line, std::vector<std::string>* words, std::st
             word += line[++i];
             in_word = true;
         } else if (quote != 0) {
-            (c == quote) ? static_cast<void>(quote = 0) : static_cast<void>(word += c);
+            if (c == quote) {
+                quote = 0;
+            } else {
+                word += c;
+            }
         } else if (c == '"' || c == '\'') {
             quote = c;
             in_word = true;
