@@ -18,6 +18,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/host/program_path.h"
+
 namespace {
 
 constexpr size_t kSentenceMax = 4096;
@@ -268,10 +270,7 @@ std::string default_root() {
     if (const char* root = getenv("VENDORDIAG_ROOT"); root != nullptr && *root != '\0') {
         return root;
     }
-    char path[4096];
-    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path));
-    const std::string self(path, static_cast<size_t>(std::max<ssize_t>(size, 0)));
-    return self.substr(0, self.rfind('/') + 1) + "device";
+    return beside_program("device");
 }
 
 // A new pseudo-terminal in raw mode. Its slave side stays open in `*slave`, so that the line outlives every opening by

@@ -1,9 +1,7 @@
 // The settings in force: read from the environment once, or put in force by a test.
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
-#include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -15,6 +13,7 @@
 
 #include "platform/host/address.h"
 #include "platform/host/internal.h"
+#include "platform/host/program_path.h"
 
 namespace {
 constexpr const char* kRootVariable = "VENDORDIAG_ROOT";
@@ -30,13 +29,6 @@ std::deque<HostSettings>& settings_ever() {
     return *all;
 }
 std::atomic<const HostSettings*> settings_current{nullptr};
-
-std::string executable_dir() {
-    std::array<char, PATH_MAX> path{};
-    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-    const std::string text(path.data(), length > 0 ? static_cast<size_t>(length) : 0);
-    return text.substr(0, text.rfind('/'));
-}
 
 bool is_directory(const std::string& path) {
     std::error_code error;
@@ -62,7 +54,7 @@ bool read_root(HostSettings* settings, std::string* error) {
         *error = std::string(kRootVariable) + ": \"" + value + "\" is no directory";
         return false;
     }
-    settings->root = executable_dir() + "/device";
+    settings->root = beside_program("device");
     if (is_directory(settings->root)) {
         return true;
     }

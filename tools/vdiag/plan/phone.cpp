@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/host/program_path.h"
 #include "platform/include/handles.h"
 #include "tools/vdiag/wire/link.h"
 

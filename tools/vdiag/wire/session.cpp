@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/host/program_path.h"
+
 namespace vdiag {
 namespace {
 

@@ -8,7 +8,6 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
-#include <climits>
 #include <cstring>
 
 #include "platform/include/handles.h"
@@ -180,13 +179,6 @@ std::optional<Bytes> bytes_parse(std::string_view text) {
 
 bool begins_with(const Bytes& bytes, const Bytes& head) {
     return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
-}
-
-std::string beside_program(const std::string& name) {
-    char path[PATH_MAX];
-    const ssize_t size = readlink("/proc/self/exe", path, sizeof(path));
-    const std::string text(path, size > 0 ? static_cast<size_t>(size) : 0);
-    return text.substr(0, text.rfind('/') + 1) + name;
 }
 
 std::optional<uint64_t> number_parse(std::string_view text) {

@@ -25,9 +25,6 @@ std::optional<Bytes> bytes_parse(std::string_view text);
 
 bool begins_with(const Bytes& bytes, const Bytes& head);
 
-// A file beside this program.
-std::string beside_program(const std::string& name);
-
 // A decimal number or one with a leading 0x, no sign.
 std::optional<uint64_t> number_parse(std::string_view text);
 
